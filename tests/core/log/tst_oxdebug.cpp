@@ -52,7 +52,7 @@ TEST(OxDebug, PrintfFunctionsFormatPrefixAndCut)
     ASSERT_EQ(lines.size(), 3u);
     EXPECT_EQ(lines[0].level, uint32_t(OxMsgWarning));
     EXPECT_NE(lines[0].text.find("tst_oxdebug.cpp("), std::string::npos);
-    EXPECT_NE(lines[0].text.find("): value 42 of x"), std::string::npos);
+    EXPECT_NE(lines[0].text.find("), TestBody: value 42 of x"), std::string::npos);
     EXPECT_EQ(lines[1].text, "plain");
     EXPECT_EQ(lines[2].text, "a.cpp(12), run: text");
 
