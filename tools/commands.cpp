@@ -1,0 +1,480 @@
+#include "tools/commands.h"
+
+#include "tools/cubefile.h"
+#include "tools/fileio.h"
+#include "tools/framediff.h"
+#include "tools/lutfile.h"
+#include "tools/lutsummary.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <ostream>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace oxtool {
+
+namespace {
+
+const char kUsage[] =
+    "usage: oxlut COMMAND [ARGS]\n"
+    "\n"
+    "  convert IN.cube OUT\n"
+    "      Converts a .cube 3D LUT into the library's LUT file.\n"
+    "  info FILE\n"
+    "      Prints the header, level values and a colour summary of a LUT file\n"
+    "      (or of a .cube file as it would be converted).\n"
+    "  apply --lut FILE --size WxH [--format nv12|nv21] [--standard bt601|bt709]\n"
+    "        [--range limited|full] [--threads N] [IN|-] [OUT|-]\n"
+    "      Grades raw frames from IN (default standard input) to OUT (default\n"
+    "      standard output), one frame at a time. FILE may be a LUT file or a\n"
+    "      .cube file. Defaults: nv12, bt601, limited, one thread per processor\n"
+    "      (--threads 0).\n"
+    "  bench --lut FILE --size WxH [--threads N] [--frames K]\n"
+    "        [--format ...] [--standard ...] [--range ...]\n"
+    "      Times the rendering of one frame against a memcpy of it.\n"
+    "  diff --size WxH A B\n"
+    "      Mean absolute difference, largest difference and PSNR between two\n"
+    "      raw NV12/NV21 clips, for luma, chroma and both.\n"
+    "  help\n"
+    "      Prints this text.\n";
+
+// Reports a failure as one line on the error stream.
+int fail(const ToolContext& context, const std::string& message, int code = ExitFailure)
+{
+    *context.err << "oxlut: " << message << '\n';
+    return code;
+}
+
+int usageError(const ToolContext& context, const std::string& command, const std::string& error)
+{
+    return fail(context, command + ": " + error + " (see 'oxlut help')", ExitUsage);
+}
+
+bool endsWithCube(const std::string& path)
+{
+    if (path.size() < 5)
+        return false;
+    std::string tail = path.substr(path.size() - 5);
+    for (char& c : tail)
+        c = char(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+    return tail == ".cube";
+}
+
+std::string format(const char* pattern, double a)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, pattern, a);
+    return text;
+}
+
+// A file removed when the holder goes out of scope.
+class TemporaryFile {
+public:
+    TemporaryFile() = default;
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    ~TemporaryFile()
+    {
+        if (!m_path.empty())
+            ::unlink(m_path.c_str());
+    }
+
+    bool create(std::string* error)
+    {
+        const char* dir = std::getenv("TMPDIR");
+        std::string pattern = std::string(dir && *dir ? dir : "/tmp") + "/oxlut-XXXXXX";
+        std::vector<char> name(pattern.begin(), pattern.end());
+        name.push_back('\0');
+        const int fd = ::mkstemp(name.data());
+        if (fd < 0) {
+            *error = std::string("cannot create a temporary file: ") + std::strerror(errno);
+            return false;
+        }
+        ::close(fd);
+        m_path = name.data();
+        return true;
+    }
+    const std::string& path() const { return m_path; }
+
+private:
+    std::string m_path;
+};
+
+// Checks the LUT named on the command line and gives the path the renderer
+// should load: the file itself, or a converted copy of a .cube file.
+bool prepareLut(const std::string& path, TemporaryFile* converted, std::string* loadPath,
+                LutFile* lut, std::string* error)
+{
+    if (endsWithCube(path)) {
+        CubeLut cube;
+        if (!readCubeFile(path, &cube, error) || !lutFromCube(cube, lut, error) ||
+            !converted->create(error) ||
+            !writeFileAtomically(converted->path(), encodeLut(*lut), error))
+            return false;
+        *loadPath = converted->path();
+        return true;
+    }
+    if (!readLutFile(path, lut, error))
+        return false;
+    if (!lut->is3D) {
+        *error = "only 3D LUTs are supported (this is a 1D table)";
+        return false;
+    }
+    *loadPath = path;
+    return true;
+}
+
+// Opens the renderer for the LUT of settings; errors name the LUT file.
+std::unique_ptr<FrameRenderer> openRenderer(const ToolContext& context,
+                                            const RenderSettings& settings, LutFile* lut,
+                                            std::string* error)
+{
+    TemporaryFile converted;
+    RenderSettings resolved = settings;
+    if (!prepareLut(settings.lutPath, &converted, &resolved.lutPath, lut, error)) {
+        *error = settings.lutPath + ": " + *error;
+        return nullptr;
+    }
+    std::unique_ptr<FrameRenderer> renderer = context.openRenderer(resolved, error);
+    if (!renderer)
+        *error = settings.lutPath + ": " + *error;
+    return renderer;
+}
+
+// A descriptor from a command-line name: "-" is the context's own, which is
+// not closed; others are opened and closed here.
+class Stream {
+public:
+    Stream() = default;
+    Stream(const Stream&) = delete;
+    Stream& operator=(const Stream&) = delete;
+    ~Stream()
+    {
+        if (m_owned)
+            ::close(m_fd);
+    }
+
+    bool openRead(const std::string& name, int standardFd, std::string* error)
+    {
+        if (name == "-") {
+            m_fd = standardFd;
+            return true;
+        }
+        return open(name, ::open(name.c_str(), O_RDONLY | O_CLOEXEC), error);
+    }
+    bool openWrite(const std::string& name, int standardFd, std::string* error)
+    {
+        if (name == "-") {
+            m_fd = standardFd;
+            return true;
+        }
+        return open(name, ::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644),
+                     error);
+    }
+    // Closes an opened file, reporting errors that only show at close.
+    bool close(std::string* error)
+    {
+        if (!m_owned)
+            return true;
+        m_owned = false;
+        if (::close(m_fd) != 0) {
+            *error = std::string("write error on close: ") + std::strerror(errno);
+            return false;
+        }
+        return true;
+    }
+    int fd() const { return m_fd; }
+
+private:
+    bool open(const std::string& name, int fd, std::string* error)
+    {
+        if (fd < 0) {
+            *error = name + ": " + std::strerror(errno);
+            return false;
+        }
+        m_fd = fd;
+        m_owned = true;
+        return true;
+    }
+
+    int m_fd = -1;
+    bool m_owned = false;
+};
+
+bool sameFile(int fd, const std::string& path)
+{
+    struct stat a, b;
+    return ::fstat(fd, &a) == 0 && ::stat(path.c_str(), &b) == 0 && S_ISREG(b.st_mode) &&
+           a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+const char* formatName(uint32_t code) { return code == 1 ? "NV21" : "NV12"; }
+const char* standardName(uint32_t code) { return code == 1 ? "BT.709" : "BT.601"; }
+const char* rangeName(uint32_t code) { return code == 1 ? "full" : "limited"; }
+
+std::string colourLine(const char* label, const double* rgb)
+{
+    char text[96];
+    std::snprintf(text, sizeof text, "%sR %.4f  G %.4f  B %.4f", label, rgb[0], rgb[1], rgb[2]);
+    return text;
+}
+
+void printLutInfo(std::ostream& out, const std::string& path, size_t fileSize, bool fromCube,
+                  const LutFile& lut)
+{
+    const uint32_t n = lut.levelCount();
+    const size_t entries = lut.grid.size() / 3;
+    out << "file:           " << path << " (" << fileSize << " bytes"
+        << (fromCube ? ", .cube text shown as converted" : "") << ")\n";
+    out << "signature:      \".ZR-LUT \"\n";
+    out << "version:        " << lut.version << '\n';
+    out << "element type:   " << lut.elementType << " (8-bit unsigned)\n";
+    out << "layout:         " << (lut.is3D ? "3D" : "1D") << ", N = " << n << ", " << entries
+        << " entries of 3 bytes (R, G, B)" << (lut.is3D ? ", blue varying fastest" : "")
+        << '\n';
+    if (lut.trailingBytes)
+        out << "trailing bytes: " << lut.trailingBytes << " after the grid (ignored)\n";
+
+    bool ascending = true;
+    for (uint32_t i = 1; i < n; ++i)
+        ascending = ascending && lut.levels[i] > lut.levels[i - 1];
+    out << "level values:   offset " << lut.levelsOffset << ", "
+        << (levelsAreUniform(lut.levels)
+                ? "uniform (evenly spaced from 0 to 1)"
+                : std::string("not uniform (") + format("%g", lut.levels[0]) + " to " +
+                      format("%g", lut.levels[n - 1]) + ")")
+        << (ascending ? "" : ", NOT ascending") << '\n';
+    for (uint32_t i = 0; i < n; ++i) {
+        out << (i % 8 == 0 ? "                " : " ") << format("%.6g", lut.levels[i]);
+        if (i % 8 == 7 || i + 1 == n)
+            out << '\n';
+    }
+
+    const LutSummary s = summarizeLut(lut);
+    char hex[16];
+    std::snprintf(hex, sizeof hex, "#%02X%02X%02X", int(std::lround(s.mean[0] * 255)),
+                  int(std::lround(s.mean[1] * 255)), int(std::lround(s.mean[2] * 255)));
+    out << colourLine("output mean:    ", s.mean) << "  (" << hex << ")\n";
+    out << colourLine("output min:     ", s.min) << '\n';
+    out << colourLine("output max:     ", s.max) << '\n';
+    if (s.hasIdentityDistance) {
+        char text[160];
+        std::snprintf(text, sizeof text,
+                      "from identity:  mean %.4f (%.1f of 255), largest %.4f (%.0f of 255) at "
+                      "r=%u g=%u b=%u%s\n",
+                      s.meanFromIdentity, s.meanFromIdentity * 255, s.maxFromIdentity,
+                      s.maxFromIdentity * 255, s.farthest[0], s.farthest[1], s.farthest[2],
+                      s.maxFromIdentity <= kIdentityRounding ? " (identity)" : "");
+        out << text;
+    }
+}
+
+} // namespace
+
+int runConvert(const std::vector<std::string>& args, const ToolContext& context)
+{
+    ConvertOptions options;
+    std::string error;
+    if (!parseConvertOptions(args, &options, &error))
+        return usageError(context, "convert", error);
+    CubeLut cube;
+    LutFile lut;
+    if (!readCubeFile(options.input, &cube, &error) || !lutFromCube(cube, &lut, &error))
+        return fail(context, options.input + ": " + error);
+    const std::string bytes = encodeLut(lut);
+    if (!writeFileAtomically(options.output, bytes, &error))
+        return fail(context, options.output + ": " + error);
+    *context.out << "wrote " << options.output << ": " << cube.size << " levels, "
+                 << cube.entryCount() << " entries, " << bytes.size() << " bytes\n";
+    return ExitOk;
+}
+
+int runInfo(const std::vector<std::string>& args, const ToolContext& context)
+{
+    InfoOptions options;
+    std::string error;
+    if (!parseInfoOptions(args, &options, &error))
+        return usageError(context, "info", error);
+    std::string bytes;
+    LutFile lut;
+    if (!readWholeFile(options.path, &bytes, &error))
+        return fail(context, options.path + ": " + error);
+    bool fromCube = false;
+    if (!decodeLut(bytes, &lut, &error)) {
+        std::string cubeError;
+        CubeLut cube;
+        if (!endsWithCube(options.path))
+            return fail(context, options.path + ": " + error);
+        if (!parseCube(bytes, &cube, &cubeError) || !lutFromCube(cube, &lut, &cubeError))
+            return fail(context, options.path + ": " + cubeError);
+        fromCube = true;
+    }
+    printLutInfo(*context.out, options.path, bytes.size(), fromCube, lut);
+    return ExitOk;
+}
+
+int runApply(const std::vector<std::string>& args, const ToolContext& context)
+{
+    ApplyOptions options;
+    std::string error;
+    if (!parseApplyOptions(args, &options, &error))
+        return usageError(context, "apply", error);
+
+    Stream input;
+    Stream output;
+    if (options.output == "-" && ::isatty(context.outFd))
+        return fail(context, "refusing to write raw frames to a terminal; give OUT or a pipe");
+    if (!input.openRead(options.input, context.inFd, &error))
+        return fail(context, error);
+    if (options.output != "-" && sameFile(input.fd(), options.output))
+        return fail(context, options.output + ": input and output are the same file");
+    LutFile lut;
+    std::unique_ptr<FrameRenderer> renderer =
+        openRenderer(context, options.render, &lut, &error);
+    if (!renderer)
+        return fail(context, error);
+    if (!output.openWrite(options.output, context.outFd, &error))
+        return fail(context, error);
+
+    std::unique_ptr<ProgressMeter> progress;
+    if (context.errIsTerminal)
+        progress.reset(new ProgressMeter(*context.err, context.clock));
+    FrameRenderer* r = renderer.get();
+    const StreamResult result = streamFrames(
+        input.fd(), output.fd(), options.render.geometry.frameSize(),
+        [r](uint8_t* frame) { return r->render(frame, frame); }, progress.get());
+    if (progress)
+        progress->finish(result.frames);
+    if (!result.ok)
+        return fail(context, result.error);
+    if (!output.close(&error))
+        return fail(context, options.output + ": " + error);
+    return ExitOk;
+}
+
+int runBench(const std::vector<std::string>& args, const ToolContext& context)
+{
+    BenchOptions options;
+    std::string error;
+    if (!parseBenchOptions(args, &options, &error))
+        return usageError(context, "bench", error);
+    LutFile lut;
+    std::unique_ptr<FrameRenderer> renderer =
+        openRenderer(context, options.render, &lut, &error);
+    if (!renderer)
+        return fail(context, error);
+
+    // A frame that sweeps the whole colour cube: luma ramps across, chroma
+    // ramps down and across.
+    const FrameGeometry& g = options.render.geometry;
+    std::vector<uint8_t> src(g.frameSize());
+    std::vector<uint8_t> dst(g.frameSize());
+    for (uint32_t y = 0; y < g.height; ++y)
+        for (uint32_t x = 0; x < g.width; ++x)
+            src[size_t(y) * g.width + x] = uint8_t((x * 255u) / g.width);
+    for (size_t y = 0; y < g.chromaRows(); ++y)
+        for (uint32_t x = 0; x < g.width; x += 2) {
+            uint8_t* pair = &src[g.lumaSize() + y * g.width + x];
+            pair[0] = uint8_t((y * 255u) / g.chromaRows());
+            pair[1] = uint8_t(255u - (x * 255u) / g.width);
+        }
+
+    if (!renderer->render(src.data(), dst.data()))
+        return fail(context, "rendering failed");
+    const uint32_t frames = options.frames;
+    const double renderStart = context.clock();
+    for (uint32_t i = 0; i < frames; ++i) {
+        if (!renderer->render(src.data(), dst.data()))
+            return fail(context, "rendering failed at frame " + std::to_string(i + 1));
+    }
+    const double renderSeconds = context.clock() - renderStart;
+    const double copyStart = context.clock();
+    unsigned checksum = 0;
+    for (uint32_t i = 0; i < frames; ++i) {
+        std::memcpy(dst.data(), src.data(), src.size());
+        checksum += dst[i % dst.size()];
+    }
+    const double copySeconds = context.clock() - copyStart;
+    volatile unsigned keepCopies = checksum;  // the copies must not be optimised away
+    (void)keepCopies;
+
+    const double pixels = double(g.width) * g.height * frames;
+    char text[256];
+    std::snprintf(text, sizeof text,
+                  "bench: %ux%u %s %s %s, %u-level LUT, threads %s, %u frames\n"
+                  "render: %.3f ms/frame, %.1f Mpixel/s\n"
+                  "memcpy: %.3f ms/frame (%zu bytes)\n",
+                  g.width, g.height, formatName(options.render.pixelFormat),
+                  standardName(options.render.colorStandard), rangeName(options.render.range),
+                  lut.levelCount(),
+                  options.render.threads ? std::to_string(options.render.threads).c_str()
+                                         : "0 (one per processor)",
+                  frames, renderSeconds * 1000.0 / frames,
+                  renderSeconds > 0 ? pixels / renderSeconds / 1e6 : 0.0,
+                  copySeconds * 1000.0 / frames, src.size());
+    *context.out << text;
+    return ExitOk;
+}
+
+int runDiff(const std::vector<std::string>& args, const ToolContext& context)
+{
+    DiffOptions options;
+    std::string error;
+    if (!parseDiffOptions(args, &options, &error))
+        return usageError(context, "diff", error);
+    if (options.first == "-" && options.second == "-")
+        return usageError(context, "diff", "only one of A and B can be standard input");
+    Stream a;
+    Stream b;
+    if (!a.openRead(options.first, context.inFd, &error) ||
+        !b.openRead(options.second, context.inFd, &error))
+        return fail(context, error);
+    ClipDiff diff;
+    if (!diffClips(a.fd(), b.fd(), options.geometry, &diff, &error))
+        return fail(context, error);
+    *context.out << "frames: " << diff.frames << '\n';
+    const PlaneDiff all = diff.all();
+    const std::pair<const char*, const PlaneDiff*> planes[] = {
+        {"luma:  ", &diff.luma}, {"chroma:", &diff.chroma}, {"all:   ", &all}};
+    for (const auto& plane : planes) {
+        char text[128];
+        std::snprintf(text, sizeof text, "%s mean abs diff %.4f, max %u, PSNR %.2f dB\n",
+                      plane.first, plane.second->meanAbs(), plane.second->maxAbs,
+                      plane.second->psnr());
+        *context.out << text;
+    }
+    return ExitOk;
+}
+
+int runTool(const std::vector<std::string>& args, const ToolContext& context)
+{
+    if (args.empty()) {
+        *context.err << kUsage;
+        return ExitUsage;
+    }
+    const std::string& command = args[0];
+    const std::vector<std::string> rest(args.begin() + 1, args.end());
+    if (command == "help" || command == "--help" || command == "-h") {
+        *context.out << kUsage;
+        return ExitOk;
+    }
+    if (command == "convert")
+        return runConvert(rest, context);
+    if (command == "info")
+        return runInfo(rest, context);
+    if (command == "apply")
+        return runApply(rest, context);
+    if (command == "bench")
+        return runBench(rest, context);
+    if (command == "diff")
+        return runDiff(rest, context);
+    return fail(context, "unknown command '" + command + "' (see 'oxlut help')", ExitUsage);
+}
+
+} // namespace oxtool

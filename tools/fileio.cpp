@@ -1,0 +1,119 @@
+#include "tools/fileio.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace oxtool {
+
+namespace {
+
+std::string systemError(const char* what)
+{
+    return std::string(what) + ": " + std::strerror(errno);
+}
+
+bool writeAll(int fd, const char* data, size_t size)
+{
+    while (size > 0) {
+        const ssize_t n = ::write(fd, data, size);
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            return false;
+        }
+        data += n;
+        size -= size_t(n);
+    }
+    return true;
+}
+
+} // namespace
+
+bool readWholeFile(const std::string& path, std::string* contents, std::string* error)
+{
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        *error = systemError("cannot open");
+        return false;
+    }
+    struct stat st;
+    if (::fstat(fd, &st) != 0) {
+        *error = systemError("cannot stat");
+        ::close(fd);
+        return false;
+    }
+    if (!S_ISREG(st.st_mode)) {
+        *error = S_ISDIR(st.st_mode) ? "is a directory" : "not a regular file";
+        ::close(fd);
+        return false;
+    }
+    if (size_t(st.st_size) > kMaxWholeFileSize) {
+        *error = "file too large (" + std::to_string(st.st_size) + " bytes)";
+        ::close(fd);
+        return false;
+    }
+    contents->clear();
+    contents->reserve(size_t(st.st_size));
+    char buffer[65536];
+    for (;;) {
+        const ssize_t n = ::read(fd, buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0) {
+            *error = systemError("read error");
+            ::close(fd);
+            return false;
+        }
+        if (n == 0)
+            break;
+        if (contents->size() + size_t(n) > kMaxWholeFileSize) {
+            *error = "file too large";
+            ::close(fd);
+            return false;
+        }
+        contents->append(buffer, size_t(n));
+    }
+    ::close(fd);
+    return true;
+}
+
+bool writeFileAtomically(const std::string& path, const std::string& bytes, std::string* error)
+{
+    // mkstemp wants a writable template that ends in XXXXXX.
+    const std::string pattern = path + ".tmp-XXXXXX";
+    std::vector<char> name(pattern.begin(), pattern.end());
+    name.push_back('\0');
+    const int fd = ::mkstemp(name.data());
+    if (fd < 0) {
+        *error = systemError("cannot create a temporary file beside the output");
+        return false;
+    }
+    const char* failed = nullptr;
+    if (!writeAll(fd, bytes.data(), bytes.size()))
+        failed = "write error";
+    else if (::fchmod(fd, 0644) != 0)
+        failed = "cannot set permissions";
+    else if (::fsync(fd) != 0)
+        failed = "cannot flush to disk";
+    if (failed)
+        *error = systemError(failed);
+    if (::close(fd) != 0 && !failed) {
+        failed = "close";
+        *error = systemError("write error on close");
+    }
+    if (!failed && ::rename(name.data(), path.c_str()) != 0) {
+        failed = "rename";
+        *error = systemError("cannot rename the temporary file");
+    }
+    if (failed) {
+        ::unlink(name.data());
+        return false;
+    }
+    return true;
+}
+
+} // namespace oxtool

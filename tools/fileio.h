@@ -1,0 +1,22 @@
+// Whole-file reading and all-or-nothing writing for the tool's small files
+// (.cube text, LUT files). Errors are one line and do not repeat the path.
+#ifndef OXTOOL_FILEIO_H
+#define OXTOOL_FILEIO_H
+
+#include <string>
+
+namespace oxtool {
+
+// Files above this size are refused rather than read into memory.
+constexpr size_t kMaxWholeFileSize = size_t(256) << 20;
+
+bool readWholeFile(const std::string& path, std::string* contents, std::string* error);
+
+// Writes bytes to a temporary file beside path and renames it over path once
+// everything is on disk, so path either keeps its old contents or gets all of
+// the new ones. The temporary file is removed on every failure.
+bool writeFileAtomically(const std::string& path, const std::string& bytes, std::string* error);
+
+} // namespace oxtool
+
+#endif // OXTOOL_FILEIO_H
