@@ -1,0 +1,118 @@
+#include "lut/lut3dtable.h"
+
+#include "lut/lutmemory.h"
+
+#include <cmath>
+#include <cstring>
+#include <new>
+
+namespace {
+
+// Levels within this distance of an even spacing still count as uniform.
+constexpr float kUniformTolerance = 1.0f / 512.0f;
+
+// Copies the file entries into the padded 4-byte cells. The padding (byte 3
+// of every cell and every cell on an index equal to n) is only ever read with
+// weight 0; it is zeroed so that no read touches uninitialised memory.
+void fillPaddedGrid(uint8_t* cells, const uint8_t* entries, uint32_t n, uint32_t rowStride,
+                    uint32_t planeStride)
+{
+    memset(cells, 0, size_t(planeStride) * (n + 1));
+    for (uint32_t r = 0; r < n; ++r) {
+        for (uint32_t g = 0; g < n; ++g) {
+            uint8_t* cell = cells + r * planeStride + g * rowStride;
+            const uint8_t* entry = entries + (size_t(r) * n + g) * n * 3;
+            for (uint32_t b = 0; b < n; ++b, cell += 4, entry += 3) {
+                cell[0] = entry[0];
+                cell[1] = entry[1];
+                cell[2] = entry[2];
+            }
+        }
+    }
+}
+
+// Position of x between two levels in 1/128, truncated towards zero. The
+// caller guarantees lower < x < upper, so this is 0..127 up to rounding; the
+// clamp keeps degenerate level values (rounding ties, NaN) inside what the
+// kernels accept.
+uint8_t levelFraction(float x, float lower, float upper)
+{
+    const float f = (x - lower) / (upper - lower) * 128.0f;
+    if (!(f > 0.0f))
+        return 0;
+    if (f >= 127.0f)
+        return 127;
+    return uint8_t(f);
+}
+
+} // namespace
+
+void lutBuildLevelIndex(const float* levels, uint32_t n, LutLevelIndex* index)
+{
+    uint32_t c = 0; // level cursor; only moves forward as v grows
+    for (uint32_t v = 0; v < 256; ++v) {
+        const float x = float(v) / 255.0f;
+        while (x > levels[c]) {
+            if (c == n - 1) {
+                // Every value above the last level maps onto it exactly.
+                for (; v < 256; ++v)
+                    index->entries[v] = {uint8_t(n - 1), 0};
+                return;
+            }
+            ++c;
+        }
+        if (x == levels[c])
+            index->entries[v] = {uint8_t(c), 0};
+        else if (c > 0)
+            index->entries[v] = {uint8_t(c - 1), levelFraction(x, levels[c - 1], levels[c])};
+        else
+            index->entries[v] = {0, 0}; // below the first level
+    }
+}
+
+bool lutLevelsAreUniform(const float* levels, uint32_t n)
+{
+    if (n < 2)
+        return false;
+    if (std::fabs(levels[0]) > kUniformTolerance || std::fabs(levels[n - 1] - 1.0f) > kUniformTolerance)
+        return false;
+    float smallest = levels[1] - levels[0];
+    float largest = smallest;
+    for (uint32_t i = 1; i + 1 < n; ++i) {
+        const float step = levels[i + 1] - levels[i];
+        smallest = std::fmin(smallest, step);
+        largest = std::fmax(largest, step);
+    }
+    return !(largest - smallest > kUniformTolerance);
+}
+
+Lut3DTable* lutTableCreate(const float* levels, uint32_t n, const uint8_t* grid)
+{
+    if (n < 1 || n > kLutMaxLevels || !levels || !grid)
+        return nullptr;
+    Lut3DTable* table = new (std::nothrow) Lut3DTable();
+    if (!table)
+        return nullptr;
+    table->levelCount = n;
+    table->rowStride = (n + 1) * 4;
+    table->planeStride = (n + 1) * 4 * (n + 1);
+    table->grid = static_cast<uint8_t*>(lutAlignedAlloc(size_t(table->planeStride) * (n + 1)));
+    table->levelIndex = static_cast<LutLevelIndex*>(lutAlignedAlloc(sizeof(LutLevelIndex)));
+    if (!table->grid || !table->levelIndex) {
+        lutTableDestroy(table);
+        return nullptr;
+    }
+    fillPaddedGrid(table->grid, grid, n, table->rowStride, table->planeStride);
+    lutBuildLevelIndex(levels, n, table->levelIndex);
+    table->uniform = lutLevelsAreUniform(levels, n) ? 1 : 0;
+    return table;
+}
+
+void lutTableDestroy(Lut3DTable* table)
+{
+    if (!table)
+        return;
+    lutAlignedFree(table->levelIndex);
+    lutAlignedFree(table->grid);
+    delete table;
+}

@@ -1,0 +1,59 @@
+// Lut3DTable: the render-ready form of a 3D look-up table.
+//
+// The grid of N x N x N RGB entries is copied into cells of 4 bytes padded to
+// N + 1 points per axis, so a lookup at the last level can read its upper
+// neighbour (with weight 0) without a bounds test. Cell (r, g, b) lies at
+//   grid + r * planeStride + g * rowStride + b * 4
+// and holds the output R, G, B in bytes 0..2. Beside the grid the table keeps
+// a 256-entry level index (grid index and 1/128 fraction for every 8-bit
+// value) and a flag telling the kernels that the levels are evenly spaced, in
+// which case they compute index and fraction from a scale instead.
+#ifndef LUT3DTABLE_H
+#define LUT3DTABLE_H
+
+#include <cstdint>
+
+// The loaded file behind a table; defined by the file loader.
+struct LutFileData;
+
+// Lower grid level and position towards the next level (0..127, in 1/128)
+// for each 8-bit input value. 512 bytes, 64-byte aligned.
+struct LutLevelIndex {
+    struct Entry {
+        uint8_t index;
+        uint8_t fraction;
+    };
+    Entry entries[256];
+};
+static_assert(sizeof(LutLevelIndex) == 512, "LutLevelIndex is 512 bytes");
+
+struct Lut3DTable {
+    LutFileData* file;         // the loaded file; owned by the table's owner (see lutTableDestroy)
+    uint8_t* grid;             // (N + 1)^3 cells of 4 bytes, 64-byte aligned
+    uint32_t rowStride;        // (N + 1) * 4
+    uint32_t planeStride;      // (N + 1) * 4 * (N + 1)
+    LutLevelIndex* levelIndex; // 64-byte aligned
+    uint8_t uniform;           // 1 when the levels are evenly spaced over 0..1
+    uint32_t levelCount;       // N
+};
+
+// Largest number of levels per axis a table can have.
+constexpr uint32_t kLutMaxLevels = 65;
+
+// Builds a table from n level values (n from 1 to kLutMaxLevels) and the
+// n^3 grid entries in file order (blue fastest, red slowest, 3 bytes each:
+// output R, G, B). The file pointer is left null for the caller to set.
+// Returns null when n is out of range or an allocation fails.
+Lut3DTable* lutTableCreate(const float* levels, uint32_t n, const uint8_t* grid);
+
+// Frees the level index, the padded grid and the table itself; null is
+// ignored. The file record is not touched: whoever set table->file frees it
+// (before or after this call).
+void lutTableDestroy(Lut3DTable* table);
+
+// The two steps of lutTableCreate that derive data from the levels; they
+// write into caller-provided storage.
+void lutBuildLevelIndex(const float* levels, uint32_t n, LutLevelIndex* index);
+bool lutLevelsAreUniform(const float* levels, uint32_t n);
+
+#endif // LUT3DTABLE_H

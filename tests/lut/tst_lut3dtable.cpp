@@ -1,0 +1,130 @@
+#include "lut/lut3dtable.h"
+#include "tests/lut/lutframetest.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <utility>
+
+namespace {
+
+using namespace luttest;
+using Entry = std::pair<int, int>;
+
+Entry entry(const Lut3DTable& t, int v)
+{
+    return {t.levelIndex->entries[v].index, t.levelIndex->entries[v].fraction};
+}
+
+TablePtr tableWithLevels(const std::vector<float>& levels)
+{
+    const uint32_t n = uint32_t(levels.size());
+    std::vector<uint8_t> grid(size_t(n) * n * n * 3, 0);
+    return TablePtr(lutTableCreate(levels.data(), n, grid.data()));
+}
+
+TEST(Lut3DTable, GridIsCopiedIntoPaddedCells)
+{
+    const uint32_t n = 3;
+    std::vector<uint8_t> grid(n * n * n * 3);
+    for (size_t i = 0; i < grid.size(); ++i)
+        grid[i] = uint8_t(i * 7 + 1);
+    TablePtr t(lutTableCreate(evenLevels(n).data(), n, grid.data()));
+    ASSERT_TRUE(t);
+    EXPECT_EQ(t->rowStride, 16u);
+    EXPECT_EQ(t->planeStride, 64u);
+    EXPECT_EQ(t->levelCount, 3u);
+    EXPECT_EQ(t->file, nullptr);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(t->grid) % 64, 0u);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(t->levelIndex) % 64, 0u);
+    // Entry (r, g, b) of the file, blue fastest, lands in cell r*64 + g*16 + b*4.
+    for (uint32_t r = 0; r < n; ++r)
+        for (uint32_t g = 0; g < n; ++g)
+            for (uint32_t b = 0; b < n; ++b)
+                for (uint32_t c = 0; c < 3; ++c)
+                    EXPECT_EQ(t->grid[r * 64 + g * 16 + b * 4 + c], grid[((r * n + g) * n + b) * 3 + c]);
+    // Spot checks written out: entry 5 is (0, 1, 2), entry 19 is (2, 0, 1).
+    EXPECT_EQ(t->grid[1 * 16 + 2 * 4], 5 * 3 * 7 + 1);
+    EXPECT_EQ(t->grid[2 * 64 + 0 * 16 + 1 * 4 + 2], uint8_t((19 * 3 + 2) * 7 + 1));
+}
+
+TEST(Lut3DTable, LevelIndexFollowsTheLevels)
+{
+    // Evenly spaced N = 17: 100/255 lies 35.1/128 past level 6, 128/255 4.0/128
+    // past level 8; 0 and 255 sit on the first and last level.
+    TablePtr even = tableWithLevels(evenLevels(17));
+    ASSERT_TRUE(even);
+    EXPECT_EQ(entry(*even, 0), Entry(0, 0));
+    EXPECT_EQ(entry(*even, 100), Entry(6, 35));
+    EXPECT_EQ(entry(*even, 128), Entry(8, 4));
+    EXPECT_EQ(entry(*even, 255), Entry(16, 0));
+
+    // Levels 0, 0.25, 1: 51/255 = 0.2 is 102.4/128 into the first interval;
+    // 128/255 is (128/255 - 1/4) / (3/4) * 128 = 43.0 into the second.
+    TablePtr uneven = tableWithLevels({0.0f, 0.25f, 1.0f});
+    ASSERT_TRUE(uneven);
+    EXPECT_EQ(entry(*uneven, 51), Entry(0, 102));
+    EXPECT_EQ(entry(*uneven, 128), Entry(1, 43));
+    EXPECT_EQ(entry(*uneven, 255), Entry(2, 0));
+
+    // Last level below 1.0: every value above it maps to (N - 1, 0). A first
+    // level above 0 maps everything below it to (0, 0).
+    TablePtr low = tableWithLevels({0.1f, 0.5f});
+    ASSERT_TRUE(low);
+    EXPECT_EQ(entry(*low, 0), Entry(0, 0));
+    EXPECT_EQ(entry(*low, 25), Entry(0, 0));
+    EXPECT_EQ(entry(*low, 64), Entry(0, 48)); // (64/255 - 0.1) / 0.4 * 128 = 48.3
+    EXPECT_EQ(entry(*low, 127), Entry(0, 127));
+    for (int v = 128; v < 256; ++v)
+        EXPECT_EQ(entry(*low, v), Entry(1, 0)) << v;
+
+    // A single level: everything is (0, 0).
+    TablePtr one = tableWithLevels({0.5f});
+    ASSERT_TRUE(one);
+    for (int v : {0, 127, 128, 255})
+        EXPECT_EQ(entry(*one, v), Entry(0, 0));
+}
+
+TEST(Lut3DTable, UniformFlagToleratesAQuarterStepOf512)
+{
+    EXPECT_EQ(tableWithLevels(evenLevels(17))->uniform, 1);
+    EXPECT_EQ(tableWithLevels(evenLevels(2))->uniform, 1);
+
+    std::vector<float> levels = evenLevels(17);
+    levels[8] += 1.0f / 256.0f; // neighbouring steps now differ by 1/128
+    EXPECT_EQ(tableWithLevels(levels)->uniform, 0);
+    levels = evenLevels(17);
+    levels[8] += 1.0f / 2048.0f; // steps differ by 1/1024: within tolerance
+    EXPECT_EQ(tableWithLevels(levels)->uniform, 1);
+
+    levels = evenLevels(17);
+    levels[0] = 1.0f / 256.0f;
+    EXPECT_EQ(tableWithLevels(levels)->uniform, 0);
+    levels = evenLevels(17);
+    levels[16] = 1.0f - 1.0f / 256.0f;
+    EXPECT_EQ(tableWithLevels(levels)->uniform, 0);
+    EXPECT_EQ(tableWithLevels({0.0f})->uniform, 0);
+    EXPECT_EQ(tableWithLevels({0.0f, 0.25f, 1.0f})->uniform, 0);
+}
+
+TEST(Lut3DTable, SizesFromOneToSixtyFiveLevels)
+{
+    for (uint32_t n : {1u, 2u, 17u, 33u, 65u}) {
+        TablePtr t = tableWithLevels(evenLevels(n));
+        ASSERT_TRUE(t) << n;
+        EXPECT_EQ(t->levelCount, n);
+        EXPECT_EQ(t->rowStride, (n + 1) * 4);
+        EXPECT_EQ(t->planeStride, (n + 1) * (n + 1) * 4);
+        // The last level's entry points at the last grid index.
+        EXPECT_EQ(entry(*t, 255), Entry(int(n - 1), 0));
+        // The padding cells are readable (AddressSanitizer checks the size).
+        EXPECT_EQ(t->grid[size_t(t->planeStride) * (n + 1) - 1], 0);
+    }
+    std::vector<float> levels = evenLevels(66);
+    std::vector<uint8_t> grid(66 * 66 * 66 * 3);
+    EXPECT_EQ(lutTableCreate(levels.data(), 66, grid.data()), nullptr);
+    EXPECT_EQ(lutTableCreate(levels.data(), 0, grid.data()), nullptr);
+    lutTableDestroy(nullptr);
+}
+
+} // namespace
