@@ -1,0 +1,238 @@
+// The real oxlut program, run as a process: conversion of the sample grade,
+// grading over pipes through libOxLutEffect, and its failures.
+#include "tools/framestream.h"
+#include "tooltestsupport.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#ifndef OXLUT_TOOL_PATH
+#error "OXLUT_TOOL_PATH names the oxlut program under test"
+#endif
+#ifndef OXLUT_TOOL_EMULATOR
+#define OXLUT_TOOL_EMULATOR ""
+#endif
+
+namespace {
+
+struct Outcome {
+    bool exited = false;
+    int code = -1;  // exit code, or the signal number when !exited
+    std::string out;
+    std::string err;
+};
+
+std::vector<std::string> commandLine(const std::vector<std::string>& args)
+{
+    std::vector<std::string> argv;
+    std::istringstream emulator(OXLUT_TOOL_EMULATOR);
+    for (std::string word; emulator >> word;)
+        argv.push_back(word);
+    argv.push_back(OXLUT_TOOL_PATH);
+    argv.insert(argv.end(), args.begin(), args.end());
+    return argv;
+}
+
+// Runs oxlut with input on a pipe to its standard input, collecting its
+// standard output and error. With closedOutput its standard output is a pipe
+// nobody reads.
+Outcome runOxlut(const std::vector<std::string>& args, const std::string& input = "",
+                 bool closedOutput = false)
+{
+    int in[2], out[2], err[2];
+    if (::pipe(in) != 0 || ::pipe(out) != 0 || ::pipe(err) != 0)
+        return Outcome();
+    const std::vector<std::string> argv = commandLine(args);
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::dup2(in[0], 0);
+        ::dup2(out[1], 1);
+        ::dup2(err[1], 2);
+        for (int fd : {in[0], in[1], out[0], out[1], err[0], err[1]})
+            ::close(fd);
+        // The program must cope with a default SIGPIPE on its own.
+        std::signal(SIGPIPE, SIG_DFL);
+        std::vector<char*> cargv;
+        for (const std::string& a : argv)
+            cargv.push_back(const_cast<char*>(a.c_str()));
+        cargv.push_back(nullptr);
+        ::execvp(cargv[0], cargv.data());
+        _exit(127);
+    }
+    ::close(in[0]);
+    ::close(out[1]);
+    ::close(err[1]);
+    if (closedOutput) {
+        ::close(out[0]);
+        out[0] = -1;
+    }
+    std::signal(SIGPIPE, SIG_IGN);  // our own writes to a finished child
+    Outcome outcome;
+    size_t written = 0;
+    int inFd = in[1];
+    if (input.empty()) {
+        ::close(inFd);
+        inFd = -1;
+    } else {
+        ::fcntl(inFd, F_SETFL, O_NONBLOCK);
+    }
+    while (inFd >= 0 || out[0] >= 0 || err[0] >= 0) {
+        pollfd fds[3] = {{inFd, POLLOUT, 0}, {out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
+        if (::poll(fds, 3, 60000) <= 0)
+            break;
+        if (inFd >= 0 && fds[0].revents) {
+            const ssize_t n = ::write(inFd, input.data() + written,
+                                      std::min<size_t>(input.size() - written, 4099));
+            if (n > 0)
+                written += size_t(n);
+            if (n < 0 && errno != EAGAIN) {
+                ::close(inFd);
+                inFd = -1;
+            }
+            if (written == input.size() && inFd >= 0) {
+                ::close(inFd);
+                inFd = -1;
+            }
+        }
+        for (int i = 1; i < 3; ++i) {
+            int& fd = i == 1 ? out[0] : err[0];
+            if (fd < 0 || !fds[i].revents)
+                continue;
+            char buffer[65536];
+            const ssize_t n = ::read(fd, buffer, sizeof buffer);
+            if (n > 0) {
+                (i == 1 ? outcome.out : outcome.err).append(buffer, size_t(n));
+            } else {
+                ::close(fd);
+                fd = -1;
+            }
+        }
+    }
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    outcome.exited = WIFEXITED(status);
+    outcome.code = outcome.exited ? WEXITSTATUS(status) : WTERMSIG(status);
+    return outcome;
+}
+
+// Frames of a smooth picture that stays inside the colour gamut.
+std::string testFrames(const oxtool::FrameGeometry& g, int count)
+{
+    std::string frame(g.frameSize(), '\0');
+    for (uint32_t y = 0; y < g.height; ++y)
+        for (uint32_t x = 0; x < g.width; ++x)
+            frame[y * g.width + x] = char(64 + (x * 128) / g.width);
+    for (size_t y = 0; y < g.chromaRows(); ++y)
+        for (uint32_t x = 0; x < g.width; x += 2) {
+            frame[g.lumaSize() + y * g.width + x] = char(112 + (y * 32) / g.chromaRows());
+            frame[g.lumaSize() + y * g.width + x + 1] = char(144 - (x * 32) / g.width);
+        }
+    std::string frames;
+    for (int i = 0; i < count; ++i)
+        frames += frame;
+    return frames;
+}
+
+int maxDifference(const std::string& a, const std::string& b)
+{
+    int largest = 0;
+    for (size_t i = 0; i < a.size() && i < b.size(); ++i)
+        largest = std::max(largest, std::abs(int(uint8_t(a[i])) - int(uint8_t(b[i]))));
+    return largest;
+}
+
+std::string sampleCube()
+{
+    const char* source = std::getenv("OX_TEST_SOURCE_DIR");
+    return std::string(source ? source : ".") + "/tools/samples/warm-teal.cube";
+}
+
+} // namespace
+
+TEST(OxlutProcess, ConvertsTheSampleAndDescribesIt)
+{
+    tooltest::ScratchDir dir;
+    Outcome r = runOxlut({"convert", sampleCube(), dir.file("warm.lut")});
+    ASSERT_TRUE(r.exited && r.code == 0) << r.err;
+    r = runOxlut({"info", dir.file("warm.lut")});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_NE(r.out.find("3D, N = 17, 4913 entries"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("uniform (evenly spaced from 0 to 1)"), std::string::npos);
+}
+
+TEST(OxlutProcess, GradesFramesOverPipes)
+{
+    tooltest::ScratchDir dir;
+    tooltest::writeFile(dir.file("identity.cube"), tooltest::identityCube(17));
+    ASSERT_EQ(runOxlut({"convert", dir.file("identity.cube"), dir.file("identity.lut")}).code, 0);
+    const oxtool::FrameGeometry g{64, 46};
+    const int frames = 5;
+    const std::string input = testFrames(g, frames);
+
+    // The identity grade gives the picture back up to rounding, every frame alike.
+    Outcome r = runOxlut({"apply", "--lut", dir.file("identity.lut"), "--size", "64x46"}, input);
+    ASSERT_TRUE(r.exited && r.code == 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    ASSERT_EQ(r.out.size(), input.size());
+    EXPECT_LE(maxDifference(r.out, input), 3);
+    const size_t size = g.frameSize();
+    for (int i = 1; i < frames; ++i)
+        EXPECT_EQ(r.out.compare(i * size, size, r.out, 0, size), 0) << "frame " << i;
+
+    // The sample grade changes the picture, the same way on one thread and on
+    // several, from a .cube file as from its conversion.
+    const std::vector<std::string> graded = {"apply", "--lut", sampleCube(), "--size", "64x46",
+                                             "--standard", "bt709"};
+    std::vector<std::string> oneThread = graded;
+    oneThread.insert(oneThread.end(), {"--threads", "1"});
+    std::vector<std::string> threeThreads = graded;
+    threeThreads.insert(threeThreads.end(), {"--threads", "3"});
+    const Outcome a = runOxlut(oneThread, input);
+    const Outcome b = runOxlut(threeThreads, input);
+    ASSERT_EQ(a.code, 0) << a.err;
+    ASSERT_EQ(b.code, 0) << b.err;
+    EXPECT_GT(maxDifference(a.out, input), 8);
+    EXPECT_TRUE(a.out == b.out);
+}
+
+TEST(OxlutProcess, FailsWithOneLineAndNonZeroStatus)
+{
+    tooltest::ScratchDir dir;
+    const std::string input = testFrames({64, 46}, 3);
+    const std::vector<std::string> apply = {"apply", "--lut", sampleCube(), "--size", "64x46"};
+
+    Outcome r = runOxlut(apply, input + "tail!");
+    EXPECT_TRUE(r.exited);
+    EXPECT_EQ(r.code, 1);
+    EXPECT_EQ(r.err, "oxlut: input ends with a truncated frame: 5 bytes left over after 3 whole "
+                     "frames (a frame is 4416 bytes)\n");
+    EXPECT_EQ(r.out.size(), input.size());
+
+    // A reader that has gone: an error, not a death by SIGPIPE.
+    r = runOxlut(apply, input, /*closedOutput=*/true);
+    EXPECT_TRUE(r.exited) << "killed by signal " << r.code;
+    EXPECT_EQ(r.code, 1);
+    EXPECT_EQ(r.err, "oxlut: output closed by the reader after 0 frames\n");
+
+    r = runOxlut({"apply", "--lut", sampleCube(), "--size", "63x46"});
+    EXPECT_EQ(r.code, 2);
+    tooltest::writeFile(dir.file("broken.lut"), ".ZR-LUT junk");
+    r = runOxlut({"apply", "--lut", dir.file("broken.lut"), "--size", "64x46"}, input);
+    EXPECT_EQ(r.code, 1);
+    EXPECT_EQ(r.err, "oxlut: " + dir.file("broken.lut") + ": header truncated (12 of 48 bytes)\n");
+}
+
+TEST(OxlutProcess, BenchPrintsItsFigures)
+{
+    const Outcome r =
+        runOxlut({"bench", "--lut", sampleCube(), "--size", "128x64", "--frames", "2"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_NE(r.out.find("render: "), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("Mpixel/s\nmemcpy: "), std::string::npos) << r.out;
+}
