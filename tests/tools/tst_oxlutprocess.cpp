@@ -185,20 +185,31 @@ TEST(OxlutProcess, GradesFramesOverPipes)
     for (int i = 1; i < frames; ++i)
         EXPECT_EQ(r.out.compare(i * size, size, r.out, 0, size), 0) << "frame " << i;
 
-    // The sample grade changes the picture, the same way on one thread and on
-    // several, from a .cube file as from its conversion.
-    const std::vector<std::string> graded = {"apply", "--lut", sampleCube(), "--size", "64x46",
-                                             "--standard", "bt709"};
-    std::vector<std::string> oneThread = graded;
+    // A negative turns luma around (limited range: 16 <-> 235), the same
+    // way on one thread and on several.
+    tooltest::writeFile(dir.file("negative.cube"),
+                        tooltest::cubeText(17, [](int r, int g, int b) {
+                            return std::vector<double>{1 - r / 16.0, 1 - g / 16.0, 1 - b / 16.0};
+                        }));
+    const std::vector<std::string> negative = {"apply", "--lut", dir.file("negative.cube"),
+                                               "--size", "64x46", "--standard", "bt709"};
+    std::vector<std::string> oneThread = negative;
     oneThread.insert(oneThread.end(), {"--threads", "1"});
-    std::vector<std::string> threeThreads = graded;
+    std::vector<std::string> threeThreads = negative;
     threeThreads.insert(threeThreads.end(), {"--threads", "3"});
     const Outcome a = runOxlut(oneThread, input);
     const Outcome b = runOxlut(threeThreads, input);
     ASSERT_EQ(a.code, 0) << a.err;
     ASSERT_EQ(b.code, 0) << b.err;
-    EXPECT_GT(maxDifference(a.out, input), 8);
+    ASSERT_EQ(a.out.size(), input.size());
+    for (size_t i = 0; i < g.lumaSize(); ++i)
+        EXPECT_NEAR(uint8_t(a.out[i]), 251 - uint8_t(input[i]), 3) << i;
     EXPECT_TRUE(a.out == b.out);
+
+    // The sample grade, given as its .cube file, changes the picture.
+    r = runOxlut({"apply", "--lut", sampleCube(), "--size", "64x46"}, input);
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_GT(maxDifference(r.out, input), 5);
 }
 
 TEST(OxlutProcess, FailsWithOneLineAndNonZeroStatus)
