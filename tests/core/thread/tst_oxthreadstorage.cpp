@@ -1,0 +1,174 @@
+#include "core/thread/oxthreadstorage.h"
+
+#include "core/thread/oxthread.h"
+#include "core/thread/oxthread_p.h"
+
+#include "oxlogcapture.h"
+
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+// Destructors record the value they get; values are tags, not allocations.
+std::mutex g_mutex;
+std::vector<int> g_destroyed;
+
+void recordDestroyed(void* value)
+{
+    std::lock_guard<std::mutex> lock(g_mutex);
+    g_destroyed.push_back(*static_cast<int*>(value));
+}
+
+std::vector<int> takeDestroyed()
+{
+    std::lock_guard<std::mutex> lock(g_mutex);
+    std::vector<int> out;
+    out.swap(g_destroyed);
+    return out;
+}
+
+int g_tags[8] = {0, 1, 2, 3, 4, 5, 6, 7};
+
+TEST(OxThreadStorage, IdsAreReusedFirstFit)
+{
+    auto* a = new COxThreadStorage(recordDestroyed);
+    COxThreadStorage b(recordDestroyed);
+    const int idA = a->id();
+    EXPECT_GE(idA, 0);
+    EXPECT_GT(b.id(), idA);
+    delete a;
+    COxThreadStorage c(recordDestroyed);
+    EXPECT_EQ(c.id(), idA);
+    COxThreadStorage d(nullptr); // a null destructor still holds its id
+    COxThreadStorage e(recordDestroyed);
+    EXPECT_NE(d.id(), e.id());
+    EXPECT_GT(e.id(), b.id());
+}
+
+TEST(OxThreadStorage, GetSetAndReplace)
+{
+    COxThreadStorage slot(recordDestroyed);
+    takeDestroyed();
+    // Never set: null, and the array has grown to cover the id.
+    EXPECT_EQ(slot.get(), nullptr);
+    std::vector<void*>& values = COxThreadData::current()->storage;
+    ASSERT_GE(values.size(), size_t(slot.id()) + 1);
+    EXPECT_EQ(values[size_t(slot.id())], nullptr);
+
+    void** entry = slot.set(&g_tags[1]);
+    ASSERT_NE(entry, nullptr);
+    EXPECT_EQ(*entry, &g_tags[1]);
+    EXPECT_EQ(slot.get(), entry);
+    EXPECT_TRUE(takeDestroyed().empty());
+    // Replacing hands the old value to the destructor.
+    slot.set(&g_tags[2]);
+    EXPECT_EQ(*slot.get(), &g_tags[2]);
+    EXPECT_EQ(takeDestroyed(), std::vector<int>({1}));
+    slot.set(nullptr);
+    EXPECT_EQ(slot.get(), nullptr);
+    EXPECT_EQ(takeDestroyed(), std::vector<int>({2}));
+}
+
+// Sets tags 0..n-1 in slots[0..n-1] and ends.
+class SettingThread : public COxThread {
+public:
+    std::vector<COxThreadStorage*> slots;
+
+protected:
+    void run() override
+    {
+        for (size_t i = 0; i < slots.size(); ++i)
+            slots[i]->set(&g_tags[i]);
+    }
+};
+
+COxThreadStorage* g_nested = nullptr;
+
+// A destructor that itself uses thread storage.
+void setNestedAndRecord(void* value)
+{
+    g_nested->set(&g_tags[7]);
+    recordDestroyed(value);
+}
+
+TEST(OxThreadStorage, ThreadExitDestroysFromTheHighestIdDown)
+{
+    COxThreadStorage s0(recordDestroyed), s1(recordDestroyed), s2(recordDestroyed);
+    ASSERT_LT(s0.id(), s1.id());
+    ASSERT_LT(s1.id(), s2.id());
+    takeDestroyed();
+
+    // Set in the order 0, 1, 2 on purpose, destroyed 2, 1, 0.
+    SettingThread thread;
+    thread.slots = {&s0, &s1, &s2};
+    thread.start();
+    ASSERT_TRUE(thread.wait());
+    EXPECT_EQ(takeDestroyed(), std::vector<int>({2, 1, 0}));
+
+    // A foreign thread's values go the same way when its data is destroyed,
+    // and a destructor may use storage again (its value is destroyed too).
+    COxThreadStorage nested(recordDestroyed);
+    g_nested = &nested;
+    COxThreadStorage top(setNestedAndRecord);
+    std::thread foreign([&] {
+        s0.set(&g_tags[0]);
+        s2.set(&g_tags[2]);
+        top.set(&g_tags[5]);
+    });
+    foreign.join();
+    EXPECT_EQ(takeDestroyed(), std::vector<int>({5, 7, 2, 0}));
+    g_nested = nullptr;
+}
+
+class BlockedThread : public COxThread {
+public:
+    COxThreadStorage* slot = nullptr;
+    std::mutex mutex;
+    bool stored = false;
+    bool release = false;
+    std::condition_variable cv;
+
+protected:
+    void run() override
+    {
+        slot->set(&g_tags[3]);
+        std::unique_lock<std::mutex> lock(mutex);
+        stored = true;
+        cv.notify_all();
+        cv.wait(lock, [this] { return release; });
+    }
+};
+
+TEST(OxThreadStorage, ValuesOfDestroyedStorageAreReportedNotDestroyed)
+{
+    OxLogCapture capture;
+    takeDestroyed();
+    auto* slot = new COxThreadStorage(recordDestroyed);
+    const int id = slot->id();
+    BlockedThread thread;
+    thread.slot = slot;
+    thread.start();
+    {
+        std::unique_lock<std::mutex> lock(thread.mutex);
+        thread.cv.wait(lock, [&] { return thread.stored; });
+    }
+    delete slot;
+    {
+        std::lock_guard<std::mutex> lock(thread.mutex);
+        thread.release = true;
+        thread.cv.notify_all();
+    }
+    ASSERT_TRUE(thread.wait());
+    EXPECT_TRUE(takeDestroyed().empty());
+    EXPECT_EQ(capture.count("COxThreadStorage: Thread exited after COxThreadStorage " + std::to_string(id) +
+                            " destroyed"),
+              1u);
+}
+
+} // namespace
