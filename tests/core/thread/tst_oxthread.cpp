@@ -99,13 +99,15 @@ TEST(OxThread, StartWaitAndStateRules)
     EXPECT_FALSE(thread.isRunning());
     EXPECT_TRUE(thread.isFinished());
     EXPECT_EQ(thread.runs, 1);
-    EXPECT_NE(thread.measuredStack, kStack); // the first start used the default
+    const size_t defaultStack = thread.measuredStack;
 
     // A finished thread starts again, now with the stored stack size.
     thread.start();
     EXPECT_TRUE(thread.wait());
     EXPECT_EQ(thread.runs, 2);
-    EXPECT_EQ(thread.measuredStack, kStack);
+    // Sanitizers may add room of their own to the requested size.
+    EXPECT_GE(thread.measuredStack, kStack);
+    EXPECT_LT(thread.measuredStack, defaultStack);
     EXPECT_EQ(capture.count("Destroyed while thread is still running"), 0u);
 }
 
