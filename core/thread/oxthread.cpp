@@ -135,13 +135,13 @@ void initMonotonicCondition(pthread_cond_t* condition)
 // ---- COxThreadData ----
 
 COxThreadData::COxThreadData(bool adopted)
-    : threadId(0)
+    : m_ref(1)
+    , m_thread(nullptr)
+    , threadId(0)
     , inLoop(false)
     , quitLoop(false)
     , quiet(false)
     , adopted(adopted)
-    , m_ref(1)
-    , m_thread(nullptr)
 {
     pthread_cond_init(&loopWake, nullptr);
 }

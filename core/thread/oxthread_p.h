@@ -15,6 +15,9 @@
 // count shared by the key, the thread object and every object living in the
 // thread.
 class COxThreadData {
+    std::atomic<int> m_ref;
+    std::atomic<COxThread*> m_thread; // cleared when the thread object goes
+
 public:
     // The reference count starts at 1, owned by whoever creates the record.
     explicit COxThreadData(bool adopted = false);
@@ -55,8 +58,6 @@ public:
 
 private:
     OX_DISABLE_COPY(COxThreadData)
-    std::atomic<int> m_ref;
-    std::atomic<COxThread*> m_thread;
 };
 
 class COxThreadPrivate : public COxObjectPrivate {
