@@ -89,8 +89,10 @@ int findLastBytes(const char* hay, int hlen, int from, const char* needle, int n
 {
     if (from < 0)
         from += hlen;
+    if (from > hlen)
+        from = hlen;
     const int delta = hlen - nlen;
-    if (from < 0 || from > hlen || delta < 0)
+    if (from < 0 || delta < 0)
         return -1;
     if (from > delta)
         from = delta;
@@ -504,7 +506,9 @@ COxByteArray& COxByteArray::replace(const COxByteArray& before, const COxByteArr
 
 COxByteArray& COxByteArray::replace(const char* before, int blen, const char* after, int alen)
 {
-    if (!before || blen < 0)
+    if (!before)
+        return *this;
+    if (blen < 0)
         blen = 0;
     if (!after || alen < 0)
         alen = 0;

@@ -254,8 +254,10 @@ int findLastUnits(const ushort* hay, int hlen, int from, const ushort* needle, i
         nlen = 0;
     if (from < 0)
         from += hlen;
+    if (from > hlen)
+        from = hlen;
     const int delta = hlen - nlen;
-    if (from < 0 || from > hlen || delta < 0)
+    if (from < 0 || delta < 0)
         return -1;
     if (from > delta)
         from = delta;
@@ -901,7 +903,9 @@ void COxString::replace_helper(const uint* indices, int count, int blen, const C
 
 void COxString::replaceAll(const COxChar* before, int blen, const COxChar* after, int alen, Ox::CaseSensitivity cs)
 {
-    if (!before || blen < 0)
+    if (!before)
+        return;
+    if (blen < 0)
         blen = 0;
     if (!after || alen < 0)
         alen = 0;

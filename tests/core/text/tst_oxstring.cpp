@@ -1,0 +1,563 @@
+#include "core/text/oxstring.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include <ostream>
+
+void PrintTo(const COxString& s, std::ostream* os)
+{
+    *os << '"' << s.toUtf8().constData() << '"' << (s.isNull() ? " (null)" : "");
+}
+
+namespace {
+
+COxString units(std::u16string s)
+{
+    return COxString(reinterpret_cast<const COxChar*>(s.data()), int(s.size()));
+}
+
+std::u16string toStd(const COxString& s)
+{
+    return std::u16string(reinterpret_cast<const char16_t*>(s.constData()), size_t(s.size()));
+}
+
+bool isPowerOfTwo(long v) { return v > 0 && (v & (v - 1)) == 0; }
+
+TEST(OxString, NullAndEmptyAreDistinct)
+{
+    const COxString null;
+    EXPECT_TRUE(null.isNull());
+    EXPECT_TRUE(null.isEmpty());
+    EXPECT_EQ(null.utf16()[0], 0);
+
+    const COxString empty("");
+    EXPECT_FALSE(empty.isNull());
+    EXPECT_TRUE(empty.isEmpty());
+    EXPECT_EQ(empty, null); // equal as text
+
+    EXPECT_TRUE(COxString::fromUtf8(nullptr).isNull());
+    EXPECT_FALSE(COxString::fromUtf8("", 0).isNull());
+    EXPECT_TRUE(COxString::fromLatin1(nullptr, 4).isNull());
+    EXPECT_TRUE(COxString(static_cast<const COxChar*>(nullptr), 3).isNull());
+    EXPECT_TRUE(COxString::fromRawData(nullptr, 3).isNull());
+    const COxChar c('x');
+    EXPECT_FALSE(COxString::fromRawData(&c, 0).isNull());
+    EXPECT_TRUE(COxString::fromRawData(&c, 0).isEmpty());
+
+    const COxString abc("abc");
+    EXPECT_TRUE(abc.mid(4).isNull());
+    EXPECT_FALSE(abc.mid(3).isNull());
+    EXPECT_TRUE(abc.mid(3).isEmpty());
+    EXPECT_TRUE(null.trimmed().isNull());
+    EXPECT_FALSE(COxString(" \t ").trimmed().isNull());
+    EXPECT_TRUE(COxString(" \t ").trimmed().isEmpty());
+    EXPECT_TRUE(null.toUtf8().isNull());
+    EXPECT_FALSE(empty.toUtf8().isNull());
+    EXPECT_TRUE(null.toLatin1().isNull());
+    EXPECT_FALSE(empty.toLatin1().isNull());
+
+    COxString s("abc");
+    s.resize(-5);
+    EXPECT_EQ(s.size(), 0);
+    EXPECT_FALSE(s.isNull());
+    s.clear();
+    EXPECT_TRUE(s.isNull());
+}
+
+TEST(OxString, CopiesShareUntilOneWrites)
+{
+    COxString a(COxString("shared text"));
+    COxString b = a;
+    EXPECT_TRUE(a.isSharedWith(b));
+    EXPECT_FALSE(a.isDetached());
+
+    a[0] = COxChar('S');
+    EXPECT_FALSE(a.isSharedWith(b));
+    EXPECT_EQ(a, "Shared text");
+    EXPECT_EQ(b, "shared text");
+
+    COxString c = b;
+    b.append('!');
+    EXPECT_EQ(c, "shared text");
+    c.replace(0, 6, COxString("common"));
+    EXPECT_EQ(b, "shared text!");
+    EXPECT_EQ(c, "common text");
+
+    // Self-assignment and moves leave a consistent value.
+    COxString& alias = c;
+    c = alias;
+    EXPECT_EQ(c, "common text");
+    COxString moved(std::move(c));
+    EXPECT_TRUE(c.isNull());
+    EXPECT_EQ(moved, "common text");
+    c = std::move(moved);
+    EXPECT_EQ(c, "common text");
+}
+
+TEST(OxString, WritesToAnUnsharedStringStayInPlace)
+{
+    COxString s(64, COxChar('a'));
+    s.reserve(200);
+    const ushort* p = s.utf16();
+    s[3] = COxChar('b');
+    for (int i = 0; i < 100; ++i)
+        s.append(COxChar('c'));
+    s.insert(10, COxLatin1String("xyz"));
+    s.replace(COxChar('c'), COxChar('d'));
+    s.resize(20);
+    s.remove(0, 2);
+    EXPECT_EQ(s.utf16(), p);
+    EXPECT_EQ(s.capacity(), 200);
+    EXPECT_EQ(s, "ab" + COxString(6, COxChar('a')) + "xyz" + COxString(7, COxChar('a')));
+
+    // squeeze drops the reservation and gives memory back.
+    s.squeeze();
+    EXPECT_EQ(s.capacity(), s.size());
+}
+
+TEST(OxString, AppendGrowsGeometrically)
+{
+    COxString s;
+    const ushort* last = nullptr;
+    int moves = 0;
+    for (int i = 0; i < 5000; ++i) {
+        s.append(COxChar('a' + i % 26));
+        if (s.utf16() != last)
+            ++moves;
+        last = s.utf16();
+        // An appended block is rounded to a power of two in bytes.
+        ASSERT_TRUE(isPowerOfTwo((s.capacity() + 1) * 2L + 24)) << s.capacity();
+    }
+    EXPECT_LE(moves, 16);
+    EXPECT_EQ(s.size(), 5000);
+    EXPECT_EQ(s.at(4999), COxChar('a' + 4999 % 26));
+    EXPECT_EQ(s.utf16()[5000], 0);
+
+    // A failed allocation leaves the string as it was.
+    s.resize(0x7fffffff);
+    EXPECT_EQ(s.size(), 5000);
+    COxString big(0x7fffffff, COxChar('x'));
+    EXPECT_TRUE(big.isEmpty());
+}
+
+TEST(OxString, RawDataIsNeverWrittenThrough)
+{
+    char16_t buffer[] = u"abcdef";
+    const std::u16string original(buffer);
+    const COxChar* raw = reinterpret_cast<const COxChar*>(buffer);
+
+    COxString s = COxString::fromRawData(raw, 4);
+    EXPECT_EQ(s.constData(), raw);
+    EXPECT_EQ(s, "abcd");
+    COxString shared = s.mid(0);
+    EXPECT_EQ(shared.constData(), raw);
+
+    // utf16() needs a terminator: it copies.
+    const ushort* terminated = s.utf16();
+    EXPECT_NE(static_cast<const void*>(terminated), static_cast<const void*>(buffer));
+    EXPECT_EQ(terminated[4], 0);
+    EXPECT_EQ(std::u16string(buffer), original);
+
+    COxString shrink = COxString::fromRawData(raw, 6);
+    shrink.resize(3);
+    EXPECT_EQ(shrink.constData(), raw);
+    EXPECT_EQ(shrink, "abc");
+    shrink.append(COxChar('!'));
+    EXPECT_EQ(shrink, "abc!");
+    EXPECT_NE(shrink.constData(), raw);
+
+    COxString edit = COxString::fromRawData(raw, 6);
+    edit[0] = COxChar('z');
+    edit.replace(COxChar('b'), COxChar('y'));
+    edit.fill(COxChar('q'), 2);
+    EXPECT_EQ(edit, "qq");
+    COxString lower = COxString::fromRawData(raw, 6);
+    lower.truncate(2);
+    lower.chop(1);
+    lower.fill(COxChar('w'));
+    EXPECT_EQ(lower, "w");
+    EXPECT_EQ(std::u16string(buffer), original);
+
+    COxString reused = COxString::fromRawData(raw, 2);
+    reused.setRawData(raw + 2, 3);
+    EXPECT_EQ(reused, "cde");
+    reused.setRawData(nullptr, 3);
+    EXPECT_TRUE(reused.isNull());
+}
+
+TEST(OxString, InsertAppendRemoveReplace)
+{
+    COxString s("abc");
+    s.insert(5, COxChar('x'));
+    EXPECT_EQ(s, "abc  x");
+    s.insert(-1, COxChar('y'));
+    s.insert(0, static_cast<const COxChar*>(nullptr), 3);
+    s.insert(1, COxLatin1String("", 0));
+    EXPECT_EQ(s, "abc  x");
+    s.insert(0, s);
+    EXPECT_EQ(s, "abc  xabc  x");
+    s.append(s.constData() + 6, 3);
+    EXPECT_EQ(s, "abc  xabc  xabc");
+    s.append(s.midRef(0, 2));
+    EXPECT_EQ(s, "abc  xabc  xabcab");
+    s.prepend(COxLatin1String("<"));
+    s += ">";
+    EXPECT_EQ(s, "<abc  xabc  xabcab>");
+
+    s.remove(0, 1).remove(-1, 2).remove(100, 1).remove(3, 0);
+    EXPECT_EQ(s, "abc  xabc  xabcab>");
+    s.remove(s.size() - 1, 50);
+    EXPECT_EQ(s, "abc  xabc  xabcab");
+    s.remove(COxString("  x"));
+    EXPECT_EQ(s, "abcabcabcab");
+    s.remove(COxChar('B'), Ox::CaseInsensitive);
+    EXPECT_EQ(s, "acacaca");
+
+    s.replace(COxString("ca"), COxString("[CA]"));
+    EXPECT_EQ(s, "a[CA][CA][CA]");
+    s.replace(COxString("[ca]"), COxString("-"), Ox::CaseInsensitive);
+    EXPECT_EQ(s, "a---");
+    s.replace(COxChar('-'), COxLatin1String("=="));
+    EXPECT_EQ(s, "a======");
+    s.replace(1, 3, COxChar('#'));
+    EXPECT_EQ(s, "a#===");
+    s.replace(2, -1, COxString("tail"));
+    EXPECT_EQ(s, "a#tail");
+    s.replace(10, 1, COxString("no"));
+    EXPECT_EQ(s, "a#tail");
+    s.replace(COxChar('A'), COxChar('b'), Ox::CaseInsensitive);
+    EXPECT_EQ(s, "b#tbil");
+
+    // The replacement and the needle may be parts of the string itself.
+    COxString self("xyxy");
+    self.replace(self.midRef(0, 2).toString(), self);
+    EXPECT_EQ(self, "xyxyxyxy");
+    COxString own("abab");
+    own.replace(own.constData(), 2, own.constData() + 1, 3);
+    EXPECT_EQ(own, "babbab");
+
+    // An empty needle matches between all units.
+    COxString gaps("ab");
+    gaps.replace(COxString(""), COxString("."));
+    EXPECT_EQ(gaps, ".a.b.");
+
+    // Many matches go through several batches.
+    COxString many(3000, COxChar('a'));
+    many.replace(COxChar('a'), COxString("bc"));
+    EXPECT_EQ(many.size(), 6000);
+    EXPECT_EQ(many.count(COxString("bc")), 3000);
+    many.replace(COxString("bc"), COxString("d"));
+    EXPECT_EQ(many, COxString(3000, COxChar('d')));
+
+    COxString f("abcdef");
+    f.truncate(4);
+    f.chop(1);
+    EXPECT_EQ(f, "abc");
+    f.chop(10);
+    EXPECT_EQ(f, "");
+    f.fill(COxChar('z'), 3);
+    EXPECT_EQ(f, "zzz");
+    f.resize(5, COxChar('+'));
+    EXPECT_EQ(f, "zzz++");
+    f.expand(7);
+    EXPECT_EQ(f, "zzz++   ");
+}
+
+TEST(OxString, CaseSensitiveAndInsensitiveComparison)
+{
+    EXPECT_LT(COxString("abc").compare(COxString("abd")), 0);
+    EXPECT_GT(COxString("abc").compare(COxString("ab")), 0);
+    EXPECT_EQ(COxString("ab").compare(COxString("abc")), -1);
+    EXPECT_NE(COxString("ABC").compare(COxString("abc")), 0);
+    EXPECT_EQ(COxString("ABC").compare(COxString("abc"), Ox::CaseInsensitive), 0);
+    EXPECT_EQ(COxString("Abc").compare(COxLatin1String("aBC"), Ox::CaseInsensitive), 0);
+    EXPECT_NE(units(u"\u00c9").compare(units(u"\u00e9"), Ox::CaseInsensitive), 0);
+    EXPECT_EQ(COxString("ab").compare(COxString("ABC"), Ox::CaseInsensitive), -1);
+    EXPECT_EQ(COxString("abcd").compare(COxString("ABC"), Ox::CaseInsensitive), 1);
+    EXPECT_LT(COxString("[").compare(COxString("a"), Ox::CaseInsensitive), 0) << "'[' sorts before folded 'A'";
+    EXPECT_GT(COxString("[").compare(COxString("A")), 0);
+
+    // Ignoring case, a low surrogate after a high one reads as the pair's
+    // code point: D800 DC00 (U+10000) then sorts after D800 E000, while unit
+    // by unit it sorts before. The high units themselves compare as units.
+    const COxString pair = units(std::u16string{0xd800, 0xdc00});
+    const COxString highThenPrivate = units(std::u16string{0xd800, 0xe000});
+    EXPECT_LT(pair.compare(highThenPrivate), 0);
+    EXPECT_GT(pair.compare(highThenPrivate, Ox::CaseInsensitive), 0);
+    EXPECT_LT(pair.compare(units(u"\ue000"), Ox::CaseInsensitive), 0);
+    const COxString loneLow = units(std::u16string{'a', 0xdc00});
+    EXPECT_LT(loneLow.compare(COxString("a") + units(u"\ue000"), Ox::CaseInsensitive), 0);
+
+    // Null operand rules of the case-insensitive helper.
+    const COxChar x('x');
+    EXPECT_EQ(COxString::compare_helper(static_cast<const COxChar*>(nullptr), 0, &x, 1, Ox::CaseInsensitive), 1);
+    EXPECT_EQ(COxString::compare_helper(&x, 1, static_cast<const COxChar*>(nullptr), 0, Ox::CaseInsensitive), -1);
+    EXPECT_EQ(COxString::compare_helper(&x, 1, &x, 0, Ox::CaseInsensitive), 1);
+    EXPECT_EQ(COxString::compare_helper(nullptr, 5, &x, 1), -1);
+    EXPECT_EQ(COxString::compare_helper(&x, 1, "x", 1), 0);
+    EXPECT_LT(COxString::compare_helper(&x, 1, "\xc3\xa9", 2), 0);
+
+    EXPECT_TRUE(COxString("b") > COxString("a"));
+    EXPECT_TRUE(COxString("a") < "b");
+    EXPECT_TRUE("b" > COxString("a"));
+    EXPECT_TRUE(COxString("\xe9") == COxLatin1String("\xe9"));
+    EXPECT_TRUE(COxLatin1String("abc") != COxString("abd"));
+    EXPECT_TRUE(COxString("abc") <= COxLatin1String("abc"));
+    EXPECT_TRUE(COxString("abc") == units(u"abc"));
+    EXPECT_EQ(COxString::compare(COxLatin1String("b"), COxString("a")) > 0, true);
+}
+
+TEST(OxString, SearchMembers)
+{
+    const COxString s("Hello hello HELLO");
+    EXPECT_EQ(s.indexOf(COxString("hello")), 6);
+    EXPECT_EQ(s.indexOf(COxString("hello"), 0, Ox::CaseInsensitive), 0);
+    EXPECT_EQ(s.indexOf(COxString("hello"), 1, Ox::CaseInsensitive), 6);
+    EXPECT_EQ(s.indexOf(COxString("hello"), -5, Ox::CaseInsensitive), 12);
+    EXPECT_EQ(s.indexOf(COxString("HELLO"), -100), 12);
+    EXPECT_EQ(s.indexOf(COxString("hello"), 100), -1);
+    EXPECT_EQ(s.indexOf(COxString(""), 3), 3);
+    EXPECT_EQ(s.indexOf(COxString(""), 17), 17);
+    EXPECT_EQ(s.indexOf(COxString(""), 18), -1);
+    EXPECT_EQ(s.indexOf(COxLatin1String("LLO")), 14);
+    EXPECT_EQ(s.indexOf(COxChar('h'), 0, Ox::CaseInsensitive), 0);
+    EXPECT_EQ(s.indexOf(COxChar('H'), 1), 12);
+    EXPECT_EQ(s.lastIndexOf(COxString("hello"), -1, Ox::CaseInsensitive), 12);
+    EXPECT_EQ(s.lastIndexOf(COxString("hello"), 11, Ox::CaseInsensitive), 6);
+    EXPECT_EQ(s.lastIndexOf(COxString("Hello")), 0);
+    EXPECT_EQ(s.lastIndexOf(COxChar('l'), 5), 3);
+    EXPECT_EQ(s.lastIndexOf(COxChar('L')), 15);
+    EXPECT_EQ(s.lastIndexOf(COxString("x")), -1);
+    EXPECT_EQ(s.lastIndexOf(COxString("Hello hello HELLO!")), -1);
+    EXPECT_EQ(s.count(COxString("hello"), Ox::CaseInsensitive), 3);
+    EXPECT_EQ(s.count(COxChar('l')), 4);
+    EXPECT_EQ(s.count(COxChar('l'), Ox::CaseInsensitive), 6);
+    EXPECT_EQ(COxString("aaaa").count(COxString("aa")), 3);
+    EXPECT_EQ(COxString("abc").count(COxString("")), 4);
+    EXPECT_TRUE(s.contains(COxLatin1String("o h")));
+    EXPECT_TRUE(s.startsWith(COxString("hELLO"), Ox::CaseInsensitive));
+    EXPECT_FALSE(s.startsWith(COxString("hELLO")));
+    EXPECT_TRUE(s.startsWith(COxChar('H')));
+    EXPECT_TRUE(s.endsWith(COxLatin1String("LLO")));
+    EXPECT_TRUE(s.endsWith(s.midRef(14), Ox::CaseInsensitive));
+    EXPECT_TRUE(s.endsWith(COxString()));
+    EXPECT_FALSE(COxString().startsWith(COxChar('a')));
+    EXPECT_FALSE(COxString("ab").endsWith(COxString("abc")));
+}
+
+TEST(OxString, ExtractionClampsItsRange)
+{
+    const COxString s("0123456789");
+    EXPECT_EQ(s.mid(-2, 3), "0");
+    EXPECT_TRUE(s.mid(-2, 2).isNull());
+    EXPECT_TRUE(s.mid(0, -1).isSharedWith(s));
+    EXPECT_TRUE(s.mid(-3, 20).isSharedWith(s));
+    EXPECT_EQ(s.mid(8, 100), "89");
+    EXPECT_EQ(s.mid(3, 2), "34");
+    EXPECT_TRUE(s.mid(10, 1).isEmpty());
+    EXPECT_FALSE(s.mid(10, 1).isNull());
+    EXPECT_EQ(s.left(3), "012");
+    EXPECT_TRUE(s.left(-1).isSharedWith(s));
+    EXPECT_TRUE(s.left(0).isEmpty());
+    EXPECT_EQ(s.right(3), "789");
+    EXPECT_TRUE(s.right(30).isSharedWith(s));
+    EXPECT_TRUE(s.right(-1).isSharedWith(s));
+    EXPECT_EQ(s.midRef(2, 3).toString(), "234");
+    EXPECT_EQ(s.leftRef(2).toString(), "01");
+    EXPECT_EQ(s.rightRef(2).toString(), "89");
+    EXPECT_TRUE(s.midRef(11).isNull());
+    EXPECT_EQ(s.midRef(2, 5).mid(1, 2).toString(), "34");
+
+    EXPECT_EQ(COxString("ab").repeated(3), "ababab");
+    EXPECT_TRUE(COxString("ab").repeated(0).isEmpty());
+    EXPECT_EQ(COxString("ab").leftJustified(5, COxChar('.')), "ab...");
+    EXPECT_EQ(COxString("abcdef").leftJustified(3), "abcdef");
+    EXPECT_EQ(COxString("abcdef").leftJustified(3, COxChar(' '), true), "abc");
+    EXPECT_EQ(COxString("ab").rightJustified(4, COxChar('0')), "00ab");
+    EXPECT_EQ(COxString("abcdef").rightJustified(2, COxChar(' '), true), "ab");
+}
+
+TEST(OxString, Section)
+{
+    const COxString csv("forename,middlename,surname,phone");
+    EXPECT_EQ(csv.section(COxChar(','), 2, 2), "surname");
+    EXPECT_EQ(csv.section(COxChar(','), -3, -2), "middlename,surname");
+    EXPECT_EQ(csv.section(COxString(","), 1, 2, COxString::SectionIncludeLeadingSep), ",middlename,surname");
+    EXPECT_EQ(csv.section(COxString(","), 1, 2, COxString::SectionIncludeTrailingSep), "middlename,surname,");
+    EXPECT_EQ(csv.section(COxString(","), 3, 3, COxString::SectionIncludeTrailingSep), "phone");
+    EXPECT_EQ(csv.section(COxString(","), 0, 0, COxString::SectionIncludeLeadingSep), "forename");
+    EXPECT_TRUE(csv.section(COxChar(','), 4, 5).isNull());
+    EXPECT_TRUE(csv.section(COxChar(','), 2, 1).isNull());
+    EXPECT_TRUE(csv.section(COxChar(','), -10, -6).isNull());
+    EXPECT_EQ(csv.section(COxChar(','), -10, 0), "forename");
+
+    const COxString path("//usr//local/bin/");
+    EXPECT_EQ(path.section(COxChar('/'), 2, 2), "usr");
+    EXPECT_TRUE(path.section(COxChar('/'), 3, 3).isEmpty());
+    EXPECT_FALSE(path.section(COxChar('/'), 3, 3).isNull());
+    EXPECT_EQ(path.section(COxChar('/'), 0, 1, COxString::SectionSkipEmpty), "usr/local");
+    EXPECT_EQ(path.section(COxChar('/'), -1, -1, COxString::SectionSkipEmpty), "bin");
+    EXPECT_EQ(path.section(COxChar('/'), 1, 1, COxString::SectionSkipEmpty | COxString::SectionIncludeLeadingSep
+                                                   | COxString::SectionIncludeTrailingSep),
+              "/local/");
+    EXPECT_TRUE(path.section(COxChar('/'), 3, 3, COxString::SectionSkipEmpty).isNull());
+
+    const COxString words("oneSEPtwosepthree");
+    EXPECT_EQ(words.section(COxString("sep"), 1, 1), "three");
+    EXPECT_EQ(words.section(COxString("sep"), 0, 0), "oneSEPtwo");
+    EXPECT_EQ(words.section(COxString("sep"), 1, 1, COxString::SectionCaseInsensitiveSeps), "two");
+    EXPECT_TRUE(COxString().section(COxChar(','), 0, 0).isNull());
+}
+
+TEST(OxString, SplitAndSplitRef)
+{
+    const COxString s("a,,b,c,");
+    std::deque<COxString> keep = s.split(COxChar(','));
+    ASSERT_EQ(keep.size(), 5u);
+    EXPECT_EQ(keep[0], "a");
+    EXPECT_TRUE(keep[1].isEmpty());
+    EXPECT_EQ(keep[3], "c");
+    EXPECT_TRUE(keep[4].isEmpty());
+
+    std::deque<COxString> skip = s.split(COxString(","), COxString::SkipEmptyParts);
+    ASSERT_EQ(skip.size(), 3u);
+    EXPECT_EQ(skip[2], "c");
+
+    std::deque<COxString> gaps = COxString("abc").split(COxString(""));
+    ASSERT_EQ(gaps.size(), 5u);
+    EXPECT_TRUE(gaps[0].isEmpty());
+    EXPECT_EQ(gaps[1], "a");
+    EXPECT_EQ(gaps[3], "c");
+    EXPECT_TRUE(gaps[4].isEmpty());
+    EXPECT_EQ(COxString("abc").split(COxString(""), COxString::SkipEmptyParts).size(), 3u);
+
+    std::deque<COxString> ci = COxString("1x2X3").split(COxChar('x'), COxString::KeepEmptyParts, Ox::CaseInsensitive);
+    ASSERT_EQ(ci.size(), 3u);
+    EXPECT_EQ(ci[2], "3");
+    std::deque<COxString> whole = s.split(COxString(";"));
+    ASSERT_EQ(whole.size(), 1u);
+    EXPECT_TRUE(whole[0].isSharedWith(s));
+
+    std::deque<COxStringRef> refs = s.splitRef(COxChar(','), COxString::SkipEmptyParts);
+    ASSERT_EQ(refs.size(), 3u);
+    EXPECT_EQ(refs[1].position(), 3);
+    EXPECT_EQ(refs[1].string(), &s);
+    EXPECT_EQ(refs[2].toString(), "c");
+    const COxString pair("k=v");
+    EXPECT_EQ(pair.splitRef(COxString("=")).back(), COxString("v"));
+}
+
+TEST(OxString, TrimmedAndSimplified)
+{
+    EXPECT_EQ(COxString("\t\n x \r").trimmed(), "x");
+    const COxString emSpaces = units(u"\u2003\u2003");
+    EXPECT_TRUE(emSpaces.trimmed().isSharedWith(emSpaces));
+    EXPECT_TRUE(emSpaces.simplified().isSharedWith(emSpaces));
+    const COxString spaces = units(u"\u00a0\u0085\u1680\u180e\u2000\u2006\u2008\u2009\u200a\u2028\u2029\u205f\u3000\v\f");
+    EXPECT_TRUE(spaces.trimmed().isEmpty());
+    EXPECT_TRUE(units(u"\u2001\u2002\u2004\u2005\u2007").trimmed().size() == 5);
+
+    const COxString clean("a b c");
+    EXPECT_TRUE(clean.trimmed().isSharedWith(clean));
+    EXPECT_TRUE(clean.simplified().isSharedWith(clean));
+    EXPECT_EQ(COxString("  lots\t of\nspace  ").simplified(), "lots of space");
+    EXPECT_EQ(COxString("a\tb").simplified(), "a b");
+    EXPECT_EQ(COxString("a  b").simplified(), "a b");
+    EXPECT_TRUE(COxString(" \t").simplified().isEmpty());
+    EXPECT_FALSE(COxString(" \t").simplified().isNull());
+    EXPECT_TRUE(COxString().simplified().isNull());
+
+    // On an unshared rvalue the buffer is reused.
+    COxString t("  trim me  ");
+    const ushort* p = t.utf16();
+    COxString trimmed = std::move(t).trimmed();
+    EXPECT_EQ(trimmed, "trim me");
+    EXPECT_EQ(trimmed.utf16(), p);
+    COxString u(" a  b ");
+    p = u.utf16();
+    COxString simple = std::move(u).simplified();
+    EXPECT_EQ(simple, "a b");
+    EXPECT_EQ(simple.utf16(), p);
+
+    // A shared rvalue is copied, leaving the other owner alone.
+    COxString v("  v  ");
+    COxString w = v;
+    EXPECT_EQ(std::move(w).trimmed(), "v");
+    EXPECT_EQ(v, "  v  ");
+}
+
+TEST(OxString, CaseConversionIsAsciiOnly)
+{
+    const COxString mixed = units(u"Stra\u00dfe \u00c9T\u00c9 \U0001D400Z");
+    EXPECT_EQ(toStd(mixed.toLower()), u"stra\u00dfe \u00c9t\u00c9 \U0001D400z");
+    EXPECT_EQ(toStd(mixed.toUpper()), u"STRA\u00dfE \u00c9T\u00c9 \U0001D400Z");
+
+    const COxString lower("already lower 123");
+    EXPECT_TRUE(lower.toLower().isSharedWith(lower));
+    const COxString upper = units(u"\u00e9T\u00c9");
+    EXPECT_TRUE(upper.toUpper().isSharedWith(upper));
+
+    COxString rvalue("MAKE ME SMALL");
+    const ushort* p = rvalue.utf16();
+    COxString small = std::move(rvalue).toLower();
+    EXPECT_EQ(small, "make me small");
+    EXPECT_EQ(small.utf16(), p);
+    COxString shared("KEEP");
+    COxString other = shared;
+    EXPECT_EQ(std::move(other).toLower(), "keep");
+    EXPECT_EQ(shared, "KEEP");
+}
+
+TEST(OxString, HtmlEscapingAndSimpleText)
+{
+    EXPECT_EQ(COxString("a<b & c>").toHtmlEscaped(), "a&lt;b &amp; c&gt;");
+    EXPECT_EQ(COxString("say \"hi\"").toHtmlEscaped(), "say &quot;hi&quot;");
+    EXPECT_EQ(COxString("plain").toHtmlEscaped(), "plain");
+    const COxString escaped = COxString("<").toHtmlEscaped();
+    EXPECT_GE(escaped.capacity(), 4);
+
+    EXPECT_TRUE(COxString().isSimpleText());
+    EXPECT_TRUE(units(u"caf\u00e9 \u058f").isSimpleText());
+    EXPECT_FALSE(units(u"\u05d0").isSimpleText());
+    EXPECT_FALSE(units(u"ab\u10ff").isSimpleText());
+    EXPECT_TRUE(units(u"\u1100\ufb0f").isSimpleText());
+    EXPECT_FALSE(units(u"\ufb10").isSimpleText());
+    EXPECT_TRUE(units(u"\U0001F600").isSimpleText()) << "surrogates lie outside both ranges";
+}
+
+TEST(OxString, BadArgumentsNeverCrash)
+{
+    COxString s("text");
+    s.insert(-3, COxLatin1String("x"));
+    s.insert(2, static_cast<const COxChar*>(nullptr), -1);
+    s.append(static_cast<const COxChar*>(nullptr), 5);
+    s.append(s.constData(), -4);
+    s.remove(-1, -1);
+    s.replace(-1, 2, COxString("x"));
+    s.replace(1, 2, static_cast<const COxChar*>(nullptr), 7);
+    EXPECT_EQ(s, "tt");
+    s.replace(nullptr, -2, nullptr, -3);
+    s.truncate(-7);
+    s.chop(-2);
+    s.expand(-4);
+    s.setUnicode(nullptr, 9);
+    EXPECT_TRUE(s.isNull());
+    s.reserve(-10);
+    s.fill(COxChar('a'), -1);
+    EXPECT_EQ(COxString("abc").mid(-5, -5).size(), 3);
+    EXPECT_TRUE(COxString("abc").mid(-5, 2).isNull());
+    const COxChar a('a');
+    EXPECT_EQ(COxString::indexOf_helper(nullptr, 5, &a, 1, 0, Ox::CaseSensitive), -1);
+    EXPECT_EQ(COxString::indexOf_helper(nullptr, 5, nullptr, 2, 0, Ox::CaseSensitive), 0) << "empty needle";
+    EXPECT_EQ(COxString::lastIndexOf_helper(nullptr, -1, COxChar('a'), -9, Ox::CaseInsensitive), -1);
+    EXPECT_EQ(COxString("abc").lastIndexOf(COxString("c"), 10), 2);
+    EXPECT_EQ(COxString("abc").lastIndexOf(COxString("bc"), -10), -1);
+    EXPECT_TRUE(COxString("abc").repeated(-2).isEmpty());
+    EXPECT_TRUE(COxString("ab").repeated(0x40000000).isNull());
+    EXPECT_EQ(COxString::fromUtf16(static_cast<const ushort*>(nullptr)).isNull(), true);
+    EXPECT_EQ(COxString::fromUcs4(static_cast<const uint*>(nullptr), 3).isNull(), true);
+}
+
+} // namespace
