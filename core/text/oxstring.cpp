@@ -1112,6 +1112,11 @@ int COxString::count(const COxString& str, Ox::CaseSensitivity cs) const
     return count_helper(constData(), d->size, str.constData(), str.size(), cs);
 }
 
+int COxString::count(COxLatin1String str, Ox::CaseSensitivity cs) const
+{
+    return count(COxString(str), cs);
+}
+
 int COxString::count(COxChar ch, Ox::CaseSensitivity cs) const
 {
     const ushort* p = units();

@@ -258,6 +258,7 @@ public:
     bool contains(COxChar ch, Ox::CaseSensitivity cs = Ox::CaseSensitive) const { return indexOf(ch, 0, cs) != -1; }
     bool contains(const COxStringRef& str, Ox::CaseSensitivity cs = Ox::CaseSensitive) const { return indexOf(str, 0, cs) != -1; }
     OX_EXPORT int count(const COxString& str, Ox::CaseSensitivity cs = Ox::CaseSensitive) const;
+    OX_EXPORT int count(COxLatin1String str, Ox::CaseSensitivity cs = Ox::CaseSensitive) const;
     OX_EXPORT int count(COxChar ch, Ox::CaseSensitivity cs = Ox::CaseSensitive) const;
     OX_EXPORT int count(const COxStringRef& str, Ox::CaseSensitivity cs = Ox::CaseSensitive) const;
     OX_EXPORT bool startsWith(const COxString& str, Ox::CaseSensitivity cs = Ox::CaseSensitive) const;

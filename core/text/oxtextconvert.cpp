@@ -142,7 +142,7 @@ OxUtf8DecodeResult OxUtf8ToUtf16(ushort* dst, const uchar* src, int len, int fla
         // ASCII runs, 8 bytes at a time. A block with a non-ASCII byte is
         // still widened whole (there is room: every byte has its unit), but
         // only its ASCII prefix counts.
-        while (end - p >= 8) {
+        while (end - p >= 8 && *p < 0x80) {
             const uint8x8_t bytes = vld1_u8(p);
             vst1q_u16(out, vmovl_u8(bytes));
             const int ascii = leadingClearLanes(vtst_u8(bytes, highBit));
@@ -191,7 +191,7 @@ int OxUtf16ToUtf8(uchar* dst, const ushort* src, int len)
         // ASCII runs, 8 units at a time. Every unit still to come needs at
         // least one byte, so a whole block may be stored even when only its
         // prefix is ASCII.
-        while (end - p >= 8) {
+        while (end - p >= 8 && *p < 0x80) {
             const uint16x8_t units = vld1q_u16(p);
             vst1_u8(out, vmovn_u16(units));
             const int ascii = leadingClearLanes(vmovn_u16(vcgtq_u16(units, asciiMax)));

@@ -332,6 +332,7 @@ TEST(OxString, SearchMembers)
     EXPECT_EQ(s.lastIndexOf(COxString("x")), -1);
     EXPECT_EQ(s.lastIndexOf(COxString("Hello hello HELLO!")), -1);
     EXPECT_EQ(s.count(COxString("hello"), Ox::CaseInsensitive), 3);
+    EXPECT_EQ(s.count(COxLatin1String("LL")), 1);
     EXPECT_EQ(s.count(COxChar('l')), 4);
     EXPECT_EQ(s.count(COxChar('l'), Ox::CaseInsensitive), 6);
     EXPECT_EQ(COxString("aaaa").count(COxString("aa")), 3);
