@@ -63,7 +63,8 @@ public:
     void unsetError();
 
     // Maps size bytes of the open file from offset; null on failure. The
-    // mapping stays valid until unmap() or the end of the file object.
+    // mapping outlives close() and stays valid until unmap(), a new file
+    // name or the end of the file object.
     uchar* map(int64_t offset, int64_t size);
     bool unmap(uchar* address);
 
