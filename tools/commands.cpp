@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <new>
 #include <ostream>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -373,8 +374,12 @@ int runBench(const std::vector<std::string>& args, const ToolContext& context)
     // A frame that sweeps the whole colour cube: luma ramps across, chroma
     // ramps down and across.
     const FrameGeometry& g = options.render.geometry;
-    std::vector<uint8_t> src(g.frameSize());
-    std::vector<uint8_t> dst(g.frameSize());
+    const size_t size = g.frameSize();
+    std::unique_ptr<uint8_t[]> src(new (std::nothrow) uint8_t[size]);
+    std::unique_ptr<uint8_t[]> dst(new (std::nothrow) uint8_t[size]);
+    if (!src || !dst)
+        return fail(context, "cannot allocate two frame buffers of " + std::to_string(size) +
+                                 " bytes");
     for (uint32_t y = 0; y < g.height; ++y)
         for (uint32_t x = 0; x < g.width; ++x)
             src[size_t(y) * g.width + x] = uint8_t((x * 255u) / g.width);
@@ -385,20 +390,20 @@ int runBench(const std::vector<std::string>& args, const ToolContext& context)
             pair[1] = uint8_t(255u - (x * 255u) / g.width);
         }
 
-    if (!renderer->render(src.data(), dst.data()))
+    if (!renderer->render(src.get(), dst.get()))
         return fail(context, "rendering failed");
     const uint32_t frames = options.frames;
     const double renderStart = context.clock();
     for (uint32_t i = 0; i < frames; ++i) {
-        if (!renderer->render(src.data(), dst.data()))
+        if (!renderer->render(src.get(), dst.get()))
             return fail(context, "rendering failed at frame " + std::to_string(i + 1));
     }
     const double renderSeconds = context.clock() - renderStart;
     const double copyStart = context.clock();
     unsigned checksum = 0;
     for (uint32_t i = 0; i < frames; ++i) {
-        std::memcpy(dst.data(), src.data(), src.size());
-        checksum += dst[i % dst.size()];
+        std::memcpy(dst.get(), src.get(), size);
+        checksum += dst[i % size];
     }
     const double copySeconds = context.clock() - copyStart;
     volatile unsigned keepCopies = checksum;  // the copies must not be optimised away
@@ -417,7 +422,7 @@ int runBench(const std::vector<std::string>& args, const ToolContext& context)
                                          : "0 (one per processor)",
                   frames, renderSeconds * 1000.0 / frames,
                   renderSeconds > 0 ? pixels / renderSeconds / 1e6 : 0.0,
-                  copySeconds * 1000.0 / frames, src.size());
+                  copySeconds * 1000.0 / frames, size);
     *context.out << text;
     return ExitOk;
 }

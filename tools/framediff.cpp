@@ -5,7 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <vector>
+#include <memory>
+#include <new>
 
 namespace oxtool {
 
@@ -54,11 +55,15 @@ bool diffClips(int fdA, int fdB, const FrameGeometry& geometry, ClipDiff* diff,
 {
     *diff = ClipDiff();
     const size_t size = geometry.frameSize();
-    std::vector<uint8_t> a(size);
-    std::vector<uint8_t> b(size);
+    std::unique_ptr<uint8_t[]> a(new (std::nothrow) uint8_t[size]);
+    std::unique_ptr<uint8_t[]> b(new (std::nothrow) uint8_t[size]);
+    if (!a || !b) {
+        *error = "cannot allocate two frame buffers of " + std::to_string(size) + " bytes";
+        return false;
+    }
     for (;;) {
-        const ssize_t gotA = readFully(fdA, a.data(), size);
-        const ssize_t gotB = gotA < 0 ? 0 : readFully(fdB, b.data(), size);
+        const ssize_t gotA = readFully(fdA, a.get(), size);
+        const ssize_t gotB = gotA < 0 ? 0 : readFully(fdB, b.get(), size);
         if (gotA < 0 || gotB < 0) {
             *error = std::string("read error: ") + std::strerror(errno);
             return false;
@@ -78,8 +83,8 @@ bool diffClips(int fdA, int fdB, const FrameGeometry& geometry, ClipDiff* diff,
                      ", the other goes on";
             return false;
         }
-        diff->luma.add(a.data(), b.data(), geometry.lumaSize());
-        diff->chroma.add(a.data() + geometry.lumaSize(), b.data() + geometry.lumaSize(),
+        diff->luma.add(a.get(), b.get(), geometry.lumaSize());
+        diff->chroma.add(a.get() + geometry.lumaSize(), b.get() + geometry.lumaSize(),
                          geometry.chromaSize());
         ++diff->frames;
     }

@@ -3,9 +3,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <memory>
+#include <new>
 #include <ostream>
 #include <unistd.h>
-#include <vector>
 
 namespace oxtool {
 
@@ -83,9 +84,11 @@ StreamResult streamFrames(int inFd, int outFd, size_t frameSize, const FrameProc
         result.error = std::move(text);
         return result;
     };
-    std::vector<uint8_t> frame(frameSize);
+    std::unique_ptr<uint8_t[]> frame(new (std::nothrow) uint8_t[frameSize]);
+    if (!frame)
+        return fail("cannot allocate a frame buffer of " + std::to_string(frameSize) + " bytes");
     for (;;) {
-        const ssize_t got = readFully(inFd, frame.data(), frameSize);
+        const ssize_t got = readFully(inFd, frame.get(), frameSize);
         if (got < 0)
             return fail("read error after " + std::to_string(result.frames) +
                         " frames: " + std::strerror(errno));
@@ -95,9 +98,9 @@ StreamResult streamFrames(int inFd, int outFd, size_t frameSize, const FrameProc
             return fail("input ends with a truncated frame: " + std::to_string(got) +
                         " bytes left over after " + std::to_string(result.frames) +
                         " whole frames (a frame is " + std::to_string(frameSize) + " bytes)");
-        if (!process(frame.data()))
+        if (!process(frame.get()))
             return fail("rendering failed at frame " + std::to_string(result.frames + 1));
-        if (!writeFully(outFd, frame.data(), frameSize)) {
+        if (!writeFully(outFd, frame.get(), frameSize)) {
             if (errno == EPIPE)
                 return fail("output closed by the reader after " +
                             std::to_string(result.frames) + " frames");

@@ -12,7 +12,7 @@
 
 namespace oxtool {
 
-constexpr uint32_t kMaxFrameSide = 32768;
+constexpr uint32_t kMaxFrameSide = 16384;
 constexpr uint32_t kMaxThreads = 1024;
 
 // What the renderer needs besides the pixels. The codes are those of the
