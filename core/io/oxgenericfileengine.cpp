@@ -26,10 +26,30 @@ mode_t modeFromPermissions(COxFileDevice::Permissions permissions)
     return mode_t(((permissions >> 8) & 7u) << 6 | ((permissions >> 4) & 7u) << 3 | (permissions & 7u));
 }
 
-// Devices that keep no position (pipes, sockets, terminals) cannot seek.
+// Without an open descriptor to ask, anything but a regular file, a
+// directory or a block device is taken to be unable to seek (pipes, sockets,
+// terminals).
 bool isUnseekableType(mode_t mode)
 {
     return !S_ISREG(mode) && !S_ISDIR(mode) && !S_ISBLK(mode);
+}
+
+// The stdio mode string for an open mode, given whether the file exists;
+// empty for a mode no stream can be opened with (reading and truncating).
+const char* openModeString(COxIODevice::OpenMode mode, bool exists)
+{
+    const bool readable = (mode & COxIODevice::ReadOnly) != 0;
+    const bool writable = (mode & COxIODevice::WriteOnly) != 0;
+    if (mode & COxIODevice::Append)
+        return readable ? "ab+" : "ab";
+    if (readable && !(mode & COxIODevice::Truncate)) {
+        if (!writable)
+            return "rb";
+        return exists ? "rb+" : "wb+";
+    }
+    if (writable)
+        return readable ? "wb+" : "wb";
+    return "";
 }
 
 } // namespace
@@ -100,22 +120,6 @@ void COxGenericFileEngine::setFileName(const COxString& name)
     COxFileEngine::setFileName(name);
     d->nativeFileName = name.toLocal8Bit();
     d->metaData.clear();
-}
-
-const char* COxGenericFileEngine::openModeString(COxIODevice::OpenMode mode, bool exists)
-{
-    const bool readable = (mode & COxIODevice::ReadOnly) != 0;
-    const bool writable = (mode & COxIODevice::WriteOnly) != 0;
-    if (mode & COxIODevice::Append)
-        return readable ? "ab+" : "ab";
-    if (readable && !(mode & COxIODevice::Truncate)) {
-        if (!writable)
-            return "rb";
-        return exists ? "rb+" : "wb+";
-    }
-    if (writable)
-        return readable ? "wb+" : "wb";
-    return "";
 }
 
 bool COxGenericFileEngine::open(COxIODevice::OpenMode mode)

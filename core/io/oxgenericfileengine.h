@@ -39,10 +39,6 @@ public:
     uchar* map(int64_t offset, int64_t size) override;
     bool unmap(uchar* address) override;
 
-    // The stdio mode string open() uses for mode, given whether the file
-    // exists; empty for a mode that cannot be opened.
-    static const char* openModeString(COxIODevice::OpenMode mode, bool exists);
-
 protected:
     // Takes ownership of dd (for engines that create their files otherwise).
     explicit COxGenericFileEngine(COxGenericFileEnginePrivate& dd);

@@ -81,32 +81,6 @@ TEST(OxFileEngine, FactoryGivesEveryNameTheGenericEngine)
     EXPECT_EQ(engine->error(), COxFileDevice::NoError);
 }
 
-TEST(OxFileEngine, OpenModeStrings)
-{
-    struct Case {
-        Io::OpenMode mode;
-        bool exists;
-        const char* expected;
-    };
-    const Case cases[] = {
-        {Io::ReadOnly, true, "rb"},
-        {Io::ReadOnly, false, "rb"},
-        {Io::ReadWrite, true, "rb+"},
-        {Io::ReadWrite, false, "wb+"},
-        {Io::ReadWrite | Io::Truncate, true, "wb+"},
-        {Io::WriteOnly, true, "wb"},
-        {Io::WriteOnly | Io::Truncate, false, "wb"},
-        {Io::WriteOnly | Io::Append, true, "ab"},
-        {Io::ReadWrite | Io::Append, true, "ab+"},
-        {Io::ReadOnly | Io::Text, true, "rb"},
-        {Io::ReadOnly | Io::Truncate, true, ""},
-        {Io::NotOpen, true, ""},
-    };
-    for (const Case& c : cases)
-        EXPECT_STREQ(COxGenericFileEngine::openModeString(c.mode, c.exists), c.expected)
-            << "mode 0x" << std::hex << c.mode << " exists " << c.exists;
-}
-
 TEST(OxFileEngine, FileFlagsComeFromACachedStat)
 {
     OxTempDir dir;
