@@ -5,10 +5,10 @@
 
 #include "core/thread/oxobject_p.h"
 #include "core/thread/oxthread.h"
+#include "core/thread/oxthreadstorage_p.h"
 
 #include <atomic>
 #include <pthread.h>
-#include <vector>
 
 // What the framework keeps for one system thread. Reachable from the thread
 // itself through a thread-specific key (current()); kept alive by a reference
@@ -54,7 +54,7 @@ public:
     bool quiet;
     const bool adopted;
     // Thread storage values by slot id; touched only by the thread itself.
-    std::vector<void*> storage;
+    COxPlainArray<void*> storage;
 
 private:
     OX_DISABLE_COPY(COxThreadData)

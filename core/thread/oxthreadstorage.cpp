@@ -13,7 +13,7 @@ namespace {
 // The registry of slot ids: one destructor per id, null for a free id.
 struct SOxStorageRegistry {
     pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-    std::vector<COxThreadStorage::Destructor> destructors;
+    COxPlainArray<COxThreadStorage::Destructor> destructors;
 };
 
 // The registry pointer has two reserved values besides the real address.
@@ -42,7 +42,6 @@ struct SOxStorageTearDown {
         if (registry != kNotCreated && registry != kTornDown) {
             pthread_mutex_lock(&registry->mutex);
             registry->destructors.clear();
-            registry->destructors.shrink_to_fit();
             pthread_mutex_unlock(&registry->mutex);
         }
     }
@@ -73,7 +72,7 @@ Lookup lookupDestructor(int id, COxThreadStorage::Destructor* destructor)
     SOxStorageRegistry* registry = lockRegistry();
     if (!registry)
         return Lookup::Unavailable;
-    *destructor = size_t(id) < registry->destructors.size() ? registry->destructors[size_t(id)] : nullptr;
+    *destructor = id < registry->destructors.size() ? registry->destructors[id] : nullptr;
     pthread_mutex_unlock(&registry->mutex);
     return *destructor ? Lookup::Found : Lookup::Destroyed;
 }
@@ -82,16 +81,14 @@ Lookup lookupDestructor(int id, COxThreadStorage::Destructor* destructor)
 void dropValue(void*) {}
 
 // The current thread's value array, at least id + 1 entries long.
-std::vector<void*>* threadValues(int id, const char* caller)
+COxPlainArray<void*>* threadValues(int id, const char* caller)
 {
     COxThreadData* data = COxThreadData::current();
     if (!data) {
         oxWarning("%s: COxThreadData is not available!", caller);
         return nullptr;
     }
-    if (data->storage.size() <= size_t(id))
-        data->storage.resize(size_t(id) + 1, nullptr);
-    return &data->storage;
+    return data->storage.ensureSize(id + 1) ? &data->storage : nullptr;
 }
 
 } // namespace
@@ -102,17 +99,14 @@ COxThreadStorage::COxThreadStorage(Destructor destructor)
     SOxStorageRegistry* registry = lockRegistry();
     if (!registry)
         return;
-    std::vector<Destructor>& entries = registry->destructors;
-    size_t id = 0;
+    COxPlainArray<Destructor>& entries = registry->destructors;
+    int id = 0;
     while (id < entries.size() && entries[id])
         ++id;
-    if (id == entries.size()) {
-        if (entries.size() == entries.capacity())
-            entries.reserve(entries.empty() ? 8 : entries.size() * 2);
-        entries.push_back(nullptr);
+    if (entries.ensureSize(id + 1)) {
+        entries[id] = destructor ? destructor : dropValue;
+        m_id = id;
     }
-    entries[id] = destructor ? destructor : dropValue;
-    m_id = int(id);
     pthread_mutex_unlock(&registry->mutex);
 }
 
@@ -123,8 +117,8 @@ COxThreadStorage::~COxThreadStorage()
     SOxStorageRegistry* registry = lockRegistry();
     if (!registry)
         return;
-    if (size_t(m_id) < registry->destructors.size())
-        registry->destructors[size_t(m_id)] = nullptr;
+    if (m_id < registry->destructors.size())
+        registry->destructors[m_id] = nullptr;
     pthread_mutex_unlock(&registry->mutex);
 }
 
@@ -132,10 +126,10 @@ void** COxThreadStorage::get() const
 {
     if (m_id < 0)
         return nullptr;
-    std::vector<void*>* values = threadValues(m_id, "COxThreadStorage::get");
+    COxPlainArray<void*>* values = threadValues(m_id, "COxThreadStorage::get");
     if (!values)
         return nullptr;
-    void** entry = &(*values)[size_t(m_id)];
+    void** entry = &(*values)[m_id];
     return *entry ? entry : nullptr;
 }
 
@@ -143,31 +137,30 @@ void** COxThreadStorage::set(void* value)
 {
     if (m_id < 0)
         return nullptr;
-    std::vector<void*>* values = threadValues(m_id, "COxThreadStorage::set");
+    COxPlainArray<void*>* values = threadValues(m_id, "COxThreadStorage::set");
     if (!values)
         return nullptr;
-    void* old = (*values)[size_t(m_id)];
+    void* old = (*values)[m_id];
     if (old) {
         Destructor destructor = nullptr;
         bool found = lookupDestructor(m_id, &destructor) == Lookup::Found;
-        (*values)[size_t(m_id)] = nullptr;
+        (*values)[m_id] = nullptr;
         if (found)
             destructor(old);
         // The destructor may have used thread storage and grown the array:
         // index it afresh.
     }
-    (*values)[size_t(m_id)] = value;
-    return &(*values)[size_t(m_id)];
+    (*values)[m_id] = value;
+    return &(*values)[m_id];
 }
 
-void OxThreadStorageFinish(std::vector<void*>& values)
+void OxThreadStorageFinish(COxPlainArray<void*>& values)
 {
-    while (!values.empty()) {
-        void* value = values.back();
-        values.pop_back();
+    while (!values.isEmpty()) {
+        void* value = values.takeLast();
         if (!value)
             continue;
-        int id = int(values.size());
+        const int id = values.size();
         COxThreadStorage::Destructor destructor = nullptr;
         switch (lookupDestructor(id, &destructor)) {
         case Lookup::Found:

@@ -57,9 +57,9 @@ TEST(OxThreadStorage, GetSetAndReplace)
     takeDestroyed();
     // Never set: null, and the array has grown to cover the id.
     EXPECT_EQ(slot.get(), nullptr);
-    std::vector<void*>& values = COxThreadData::current()->storage;
-    ASSERT_GE(values.size(), size_t(slot.id()) + 1);
-    EXPECT_EQ(values[size_t(slot.id())], nullptr);
+    COxPlainArray<void*>& values = COxThreadData::current()->storage;
+    ASSERT_GE(values.size(), slot.id() + 1);
+    EXPECT_EQ(values[slot.id()], nullptr);
 
     void** entry = slot.set(&g_tags[1]);
     ASSERT_NE(entry, nullptr);
