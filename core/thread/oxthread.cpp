@@ -166,7 +166,7 @@ COxThreadData* COxThreadData::current()
         data->deref();
         return nullptr;
     }
-    new COxAdoptedThread(data);
+    new COxAdoptedThread(data); // deleted by destroyThreadData when the thread ends
     return data;
 }
 
