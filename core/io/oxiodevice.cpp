@@ -75,8 +75,8 @@ bool COxIODevice::open(OpenMode mode)
 {
     COxIODevicePrivate* d = d_ptr;
     d->openMode = mode;
-    d->pos = (mode & Append) ? size() : 0;
     d->accessMode = COxIODevicePrivate::AccessUnknown;
+    d->pos = (mode & Append) ? size() : 0;
     d->errorString.clear();
     return true;
 }
