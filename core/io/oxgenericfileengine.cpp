@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -71,10 +72,44 @@ COxGenericFileEnginePrivate::COxGenericFileEnginePrivate()
     , lastFlushFailed(false)
     , lastTransfer(NoTransfer)
     , sequential(false)
+    , maps(nullptr)
+    , mapCount(0)
+    , mapCapacity(0)
 {
 }
 
-COxGenericFileEnginePrivate::~COxGenericFileEnginePrivate() = default;
+COxGenericFileEnginePrivate::~COxGenericFileEnginePrivate()
+{
+    std::free(maps);
+}
+
+bool COxGenericFileEnginePrivate::addMapping(const SOxMapping& mapping)
+{
+    if (mapCount == mapCapacity) {
+        const int capacity = mapCapacity ? mapCapacity * 2 : 4;
+        void* grown = std::realloc(maps, sizeof(SOxMapping) * size_t(capacity));
+        if (!grown)
+            return false;
+        maps = static_cast<SOxMapping*>(grown);
+        mapCapacity = capacity;
+    }
+    maps[mapCount++] = mapping;
+    return true;
+}
+
+COxGenericFileEnginePrivate::SOxMapping* COxGenericFileEnginePrivate::findMapping(uchar* address)
+{
+    for (int i = 0; i < mapCount; ++i) {
+        if (maps[i].address == address)
+            return &maps[i];
+    }
+    return nullptr;
+}
+
+void COxGenericFileEnginePrivate::removeMapping(SOxMapping* mapping)
+{
+    *mapping = maps[--mapCount];
+}
 
 void COxGenericFileEnginePrivate::adoptStream(FILE* stream, COxIODevice::OpenMode mode)
 {
@@ -105,8 +140,8 @@ COxGenericFileEngine::~COxGenericFileEngine()
 {
     COxGenericFileEnginePrivate* d = d_func();
     close();
-    for (const auto& entry : d->maps)
-        munmap(entry.second.start, entry.second.length);
+    for (int i = 0; i < d->mapCount; ++i)
+        munmap(d->maps[i].start, d->maps[i].length);
 }
 
 COxGenericFileEnginePrivate* COxGenericFileEngine::d_func() const
@@ -530,7 +565,11 @@ uchar* COxGenericFileEngine::map(int64_t offset, int64_t size)
         return nullptr;
     }
     uchar* address = static_cast<uchar*>(start) + slack;
-    d->maps[address] = {start, length};
+    if (!d->addMapping({address, start, length})) {
+        munmap(start, length);
+        setError(Dev::ResourceError, ENOMEM);
+        return nullptr;
+    }
     return address;
 }
 
@@ -538,15 +577,15 @@ bool COxGenericFileEngine::unmap(uchar* address)
 {
     COxGenericFileEnginePrivate* d = d_func();
     unsetError();
-    const auto it = d->maps.find(address);
-    if (it == d->maps.end()) {
+    COxGenericFileEnginePrivate::SOxMapping* mapping = d->findMapping(address);
+    if (!mapping) {
         setError(Dev::PermissionsError, EACCES);
         return false;
     }
-    if (munmap(it->second.start, it->second.length) != 0) {
+    if (munmap(mapping->start, mapping->length) != 0) {
         setError(Dev::UnspecifiedError, errno);
         return false;
     }
-    d->maps.erase(it);
+    d->removeMapping(mapping);
     return true;
 }

@@ -6,7 +6,6 @@
 #include "core/io/oxgenericfileengine.h"
 
 #include <cstdio>
-#include <map>
 
 struct stat;
 
@@ -39,8 +38,9 @@ public:
         WriteTransfer // unflushed data may sit in the stream
     };
 
-    // One live mapping: the pages really mapped.
+    // One live mapping: the address handed out and the pages really mapped.
     struct SOxMapping {
+        uchar* address;
         void* start;
         size_t length;
     };
@@ -61,7 +61,16 @@ public:
     bool lastFlushFailed;
     LastTransfer lastTransfer;
     bool sequential;
-    std::map<uchar*, SOxMapping> maps; // address handed out -> mapping
+
+    // The table of live mappings: a plain array, so that recording one can
+    // fail without throwing. A process holds few mappings at a time.
+    bool addMapping(const SOxMapping& mapping);
+    SOxMapping* findMapping(uchar* address);
+    void removeMapping(SOxMapping* mapping);
+
+    SOxMapping* maps;
+    int mapCount;
+    int mapCapacity;
 };
 
 #endif // OXGENERICFILEENGINE_P_H
