@@ -78,6 +78,13 @@ TEST(Lut3DTable, LevelIndexFollowsTheLevels)
     for (int v = 128; v < 256; ++v)
         EXPECT_EQ(entry(*low, v), Entry(1, 0)) << v;
 
+    // Fractions truncate: with levels 0 and 1, 253 is 126.99/128 and 254 is
+    // 127.50/128 of the way.
+    TablePtr two = tableWithLevels({0.0f, 1.0f});
+    ASSERT_TRUE(two);
+    EXPECT_EQ(entry(*two, 253), Entry(0, 126));
+    EXPECT_EQ(entry(*two, 254), Entry(0, 127));
+
     // A single level: everything is (0, 0).
     TablePtr one = tableWithLevels({0.5f});
     ASSERT_TRUE(one);
@@ -85,7 +92,7 @@ TEST(Lut3DTable, LevelIndexFollowsTheLevels)
         EXPECT_EQ(entry(*one, v), Entry(0, 0));
 }
 
-TEST(Lut3DTable, UniformFlagToleratesAQuarterStepOf512)
+TEST(Lut3DTable, UniformFlagToleratesOneIn512)
 {
     EXPECT_EQ(tableWithLevels(evenLevels(17))->uniform, 1);
     EXPECT_EQ(tableWithLevels(evenLevels(2))->uniform, 1);
@@ -96,6 +103,17 @@ TEST(Lut3DTable, UniformFlagToleratesAQuarterStepOf512)
     levels = evenLevels(17);
     levels[8] += 1.0f / 2048.0f; // steps differ by 1/1024: within tolerance
     EXPECT_EQ(tableWithLevels(levels)->uniform, 1);
+
+    // Just past the tolerance: steps that differ by 0.002 (> 1/512), an end
+    // level 0.002 away from its bound.
+    levels = evenLevels(17);
+    levels[8] += 0.001f;
+    EXPECT_EQ(tableWithLevels(levels)->uniform, 0);
+    levels = evenLevels(17);
+    levels[0] = 1.0f / 600.0f;
+    EXPECT_EQ(tableWithLevels(levels)->uniform, 1);
+    levels[0] = 0.002f;
+    EXPECT_EQ(tableWithLevels(levels)->uniform, 0);
 
     levels = evenLevels(17);
     levels[0] = 1.0f / 256.0f;
