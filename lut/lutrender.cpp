@@ -4,7 +4,11 @@
 
 LutRowPairKernel lutDefaultKernel()
 {
+#ifdef OXLUT_SCALAR_KERNEL
     return lutRowPairReference;
+#else
+    return lutRowPairNeon;
+#endif
 }
 
 void lutBandRows(uint32_t height, uint32_t band, uint32_t bandCount, uint32_t* firstRow,

@@ -12,7 +12,7 @@ struct Kernel {
     const char* name;
     LutRowPairKernel run;
 };
-const Kernel kKernels[] = {{"reference", lutRowPairReference}};
+const Kernel kKernels[] = {{"reference", lutRowPairReference}, {"neon", lutRowPairNeon}};
 
 // Renders a whole frame with one kernel.
 void render(LutRowPairKernel kernel, const Lut3DTable* table, Frame& src, Frame& dst,
@@ -163,6 +163,75 @@ TEST(LutKernel, FormatsOddWidthsAndUnpairedRowsFollowTheirDefinitions)
         EXPECT_EQ(0, memcmp(oneOut.y(0), twoOut.y(0), 5));
         EXPECT_EQ(0, memcmp(oneOut.uv(0), twoOut.uv(0), 6));
     }
+}
+
+// The tables of the comparison: uniform and per-value map, N = 2, 17, 33, 65.
+struct Tables {
+    std::vector<TablePtr> all;
+    explicit Tables(std::mt19937& rng)
+    {
+        for (uint32_t n : {2u, 17u, 33u, 65u}) {
+            all.push_back(randomTable(n, evenLevels(n), rng));
+            all.push_back(randomTable(n, unevenLevels(n), rng));
+        }
+    }
+};
+
+// One comparison: reference and NEON into separate destinations that start
+// with different contents (so both must write every pixel), then NEON in
+// place. Returns false with a failure recorded on any difference.
+void compareKernels(const Lut3DTable* table, uint32_t width, uint32_t height, uint32_t format,
+                    uint32_t standard, uint32_t range, std::mt19937& rng)
+{
+    SCOPED_TRACE(testing::Message() << "width " << width << " height " << height << " format " << format
+                                    << " standard " << standard << " range " << range << " levels "
+                                    << table->levelCount << (table->uniform ? " uniform" : " map"));
+    Frame src(width, height, 1 + width % 5, 3), expected(width, height, 4, 1 + width % 3),
+        actual(width, height, 2, 6), inPlace(width, height, 1 + width % 5, 3);
+    src.randomize(rng);
+    expected.randomize(rng);
+    actual.randomize(rng);
+    inPlace.copyPixels(src);
+
+    render(lutRowPairReference, table, src, expected, format, standard, range);
+    render(lutRowPairNeon, table, src, actual, format, standard, range);
+    render(lutRowPairNeon, table, inPlace, inPlace, format, standard, range);
+    EXPECT_TRUE(actual.samePixels(expected));
+    EXPECT_TRUE(inPlace.samePixels(expected));
+    EXPECT_TRUE(expected.paddingIntact());
+    EXPECT_TRUE(actual.paddingIntact());
+    EXPECT_TRUE(inPlace.paddingIntact());
+}
+
+TEST(LutKernel, NeonMatchesReferenceOnEveryNarrowWidth)
+{
+    std::mt19937 rng(1234);
+    Tables tables(rng);
+    for (uint32_t width = 1; width <= 70; ++width) {
+        const uint32_t height = 1 + width % 9;
+        compareKernels(tables.all[width % tables.all.size()].get(), width, height, width & 1, (width >> 1) & 1,
+                       (width >> 2) % 3, rng);
+    }
+}
+
+TEST(LutKernel, NeonMatchesReferenceOnWideAndTallFrames)
+{
+    std::mt19937 rng(99);
+    Tables tables(rng);
+    struct Case {
+        uint32_t width, height;
+    };
+    const Case cases[] = {{1000, 3}, {1921, 2}, {4096, 5}, {257, 17}, {511, 4}, {40, 41}};
+    uint32_t i = 0;
+    for (const Case& c : cases) {
+        for (uint32_t t = 0; t < 2; ++t, ++i)
+            compareKernels(tables.all[(3 * i + t) % tables.all.size()].get(), c.width, c.height, i & 1,
+                           (i >> 1) & 1, i % 3, rng);
+    }
+    // Every standard and range combination once, on both table kinds.
+    for (uint32_t combo = 0; combo < 12; ++combo)
+        compareKernels(tables.all[combo % tables.all.size()].get(), 23, 3, combo & 1, (combo >> 1) & 1,
+                       combo % 3, rng);
 }
 
 } // namespace

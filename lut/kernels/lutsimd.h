@@ -1,0 +1,155 @@
+// Vector operations of the NEON kernel that the x86 translation handles
+// badly. On Arm each helper is the one intrinsic it is named after. On x86
+// hosts SIMDe translates the intrinsics; built with GCC it widens bytes in
+// four instructions, emulates the doubling multiply lane by lane (through a
+// left shift of negative values) and saturates with compare sequences, so
+// there the helpers use the SSE instructions that give the same values.
+//
+// The rounding helpers add the rounding constant in 16 bits on x86: their
+// callers keep every value at least that constant away from the 16-bit
+// limits (the kernel's values never come close).
+#ifndef LUTSIMD_H
+#define LUTSIMD_H
+
+#include "core/oxneon.h"
+
+#define LUT_INLINE inline __attribute__((always_inline))
+
+namespace lutsimd {
+
+#if defined(SIMDE_X86_SSE4_1_NATIVE) && defined(SIMDE_X86_MMX_NATIVE)
+
+LUT_INLINE __m128i bits(uint8x8_t a)
+{
+    return _mm_movpi64_epi64(simde_uint8x8_to_m64(a));
+}
+
+LUT_INLINE uint8x8_t lowBytes(__m128i a)
+{
+    return simde_uint8x8_from_m64(_mm_movepi64_pi64(a));
+}
+
+// vmovl_u8
+LUT_INLINE uint16x8_t widen(uint8x8_t a)
+{
+    return simde_uint16x8_from_m128i(_mm_cvtepu8_epi16(bits(a)));
+}
+
+// vqdmulhq_s16 without saturation: floor(a * b / 32768)
+LUT_INLINE int16x8_t mulHighDoubled(int16x8_t a, int16x8_t b)
+{
+    const __m128i x = simde_int16x8_to_m128i(a), y = simde_int16x8_to_m128i(b);
+    const __m128i high = _mm_slli_epi16(_mm_mulhi_epi16(x, y), 1);
+    const __m128i lowTopBit = _mm_srli_epi16(_mm_mullo_epi16(x, y), 15);
+    return simde_int16x8_from_m128i(_mm_or_si128(high, lowTopBit));
+}
+
+// vqrshrun_n_s16: saturate((a + 2^(n-1)) >> n) to 0..255
+template <int n>
+LUT_INLINE uint8x8_t narrowRoundUnsigned(int16x8_t a)
+{
+    const __m128i x = _mm_srai_epi16(_mm_add_epi16(simde_int16x8_to_m128i(a), _mm_set1_epi16(1 << (n - 1))), n);
+    return lowBytes(_mm_packus_epi16(x, x));
+}
+
+// vqrshrn_n_s16: saturate((a + 2^(n-1)) >> n) to -128..127
+template <int n>
+LUT_INLINE int8x8_t narrowRoundSigned(int16x8_t a)
+{
+    const __m128i x = _mm_srai_epi16(_mm_add_epi16(simde_int16x8_to_m128i(a), _mm_set1_epi16(1 << (n - 1))), n);
+    return vreinterpret_s8_u8(lowBytes(_mm_packs_epi16(x, x)));
+}
+
+// vrshrn_n_u16 for results that fit 8 bits: (a + 2^(n-1)) >> n
+template <int n>
+LUT_INLINE uint8x8_t narrowRound(uint16x8_t a)
+{
+    const __m128i x = _mm_srli_epi16(_mm_add_epi16(simde_uint16x8_to_m128i(a), _mm_set1_epi16(1 << (n - 1))), n);
+    return lowBytes(_mm_packus_epi16(x, x));
+}
+
+// vrshrq_n_u16: (a + 2^(n-1)) >> n
+template <int n>
+LUT_INLINE uint16x8_t shiftRound(uint16x8_t a)
+{
+    return vshrq_n_u16(vaddq_u16(a, vdupq_n_u16(1 << (n - 1))), n);
+}
+
+#else
+
+LUT_INLINE uint16x8_t widen(uint8x8_t a)
+{
+    return vmovl_u8(a);
+}
+
+LUT_INLINE int16x8_t mulHighDoubled(int16x8_t a, int16x8_t b)
+{
+    return vqdmulhq_s16(a, b);
+}
+
+template <int n>
+LUT_INLINE uint8x8_t narrowRoundUnsigned(int16x8_t a)
+{
+    return vqrshrun_n_s16(a, n);
+}
+
+template <int n>
+LUT_INLINE int8x8_t narrowRoundSigned(int16x8_t a)
+{
+    return vqrshrn_n_s16(a, n);
+}
+
+template <int n>
+LUT_INLINE uint8x8_t narrowRound(uint16x8_t a)
+{
+    return vrshrn_n_u16(a, n);
+}
+
+template <int n>
+LUT_INLINE uint16x8_t shiftRound(uint16x8_t a)
+{
+    return vrshrq_n_u16(a, n);
+}
+
+#endif
+
+// vmull_u8, vmlal_u8, vaddl_u8, vsubl_u8
+#if defined(SIMDE_X86_SSE4_1_NATIVE) && defined(SIMDE_X86_MMX_NATIVE)
+LUT_INLINE uint16x8_t mulWide(uint8x8_t a, uint8x8_t b)
+{
+    return vmulq_u16(widen(a), widen(b));
+}
+LUT_INLINE uint16x8_t mulAddWide(uint16x8_t sum, uint8x8_t a, uint8x8_t b)
+{
+    return vmlaq_u16(sum, widen(a), widen(b));
+}
+LUT_INLINE uint16x8_t addWide(uint8x8_t a, uint8x8_t b)
+{
+    return vaddq_u16(widen(a), widen(b));
+}
+LUT_INLINE uint16x8_t subWide(uint8x8_t a, uint8x8_t b)
+{
+    return vsubq_u16(widen(a), widen(b));
+}
+#else
+LUT_INLINE uint16x8_t mulWide(uint8x8_t a, uint8x8_t b)
+{
+    return vmull_u8(a, b);
+}
+LUT_INLINE uint16x8_t mulAddWide(uint16x8_t sum, uint8x8_t a, uint8x8_t b)
+{
+    return vmlal_u8(sum, a, b);
+}
+LUT_INLINE uint16x8_t addWide(uint8x8_t a, uint8x8_t b)
+{
+    return vaddl_u8(a, b);
+}
+LUT_INLINE uint16x8_t subWide(uint8x8_t a, uint8x8_t b)
+{
+    return vsubl_u8(a, b);
+}
+#endif
+
+} // namespace lutsimd
+
+#endif // LUTSIMD_H
