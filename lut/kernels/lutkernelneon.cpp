@@ -193,9 +193,7 @@ LUT_INLINE void positionsByScale(const TableView& t, const uint8_t* rgb, Positio
     // The strides of a table of at most 65 levels fit 16 bits, and so does the
     // part of the offset within one red plane.
     const uint16x8_t inPlane = vmlaq_n_u16(vshlq_n_u16(b, 2), g, uint16_t(t.rowStride));
-    const uint16_t plane = uint16_t(t.planeStride);
-    vst1q_u32(pos->offset, vaddw_u16(vmull_n_u16(vget_low_u16(r), plane), vget_low_u16(inPlane)));
-    vst1q_u32(pos->offset + 4, vaddw_u16(vmull_n_u16(vget_high_u16(r), plane), vget_high_u16(inPlane)));
+    mulAddWideN(r, uint16_t(t.planeStride), inPlane, pos->offset);
 }
 
 // Uneven levels: index and fraction from the per-value map.

@@ -75,6 +75,16 @@ LUT_INLINE uint16x8_t shiftRound(uint16x8_t a)
     return vshrq_n_u16(vaddq_u16(a, vdupq_n_u16(1 << (n - 1))), n);
 }
 
+// a * b + c in 32-bit lanes, for a * b + c < 2^31 and b, c < 2^15: one
+// multiply-add of 16-bit pairs per 4 lanes.
+LUT_INLINE void mulAddWideN(uint16x8_t a, uint16_t b, uint16x8_t c, uint32_t* out)
+{
+    const __m128i x = simde_uint16x8_to_m128i(a), y = simde_uint16x8_to_m128i(c);
+    const __m128i weights = _mm_set1_epi32(int(b) | (1 << 16));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_madd_epi16(_mm_unpacklo_epi16(x, y), weights));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4), _mm_madd_epi16(_mm_unpackhi_epi16(x, y), weights));
+}
+
 #else
 
 LUT_INLINE uint16x8_t widen(uint8x8_t a)
@@ -109,6 +119,12 @@ template <int n>
 LUT_INLINE uint16x8_t shiftRound(uint16x8_t a)
 {
     return vrshrq_n_u16(a, n);
+}
+
+LUT_INLINE void mulAddWideN(uint16x8_t a, uint16_t b, uint16x8_t c, uint32_t* out)
+{
+    vst1q_u32(out, vaddw_u16(vmull_n_u16(vget_low_u16(a), b), vget_low_u16(c)));
+    vst1q_u32(out + 4, vaddw_u16(vmull_n_u16(vget_high_u16(a), b), vget_high_u16(c)));
 }
 
 #endif
