@@ -186,6 +186,47 @@ public:
         return c == ' ' || (c >= '\t' && c <= '\r') || c == 0x85 || c == 0xa0;
     }
 
+    // Numbers to text. Integers are widened to 64 bits (signed values with
+    // their sign) and written in base, digits from 10 on as lower-case
+    // letters; a minus sign appears only in base 10, other bases show a
+    // negative value as its 64-bit two's complement. Floating point goes
+    // through snprintf with the conversion format ('e', 'E', 'f', 'F', 'g',
+    // 'G', 'a', 'A') and precision (negative: the C library's default).
+    COxByteArray& setNum(short n, int base = 10) { return setNum(long(n), base); }
+    COxByteArray& setNum(ushort n, int base = 10) { return setNum(ulong(n), base); }
+    COxByteArray& setNum(int n, int base = 10) { return setNum(long(n), base); }
+    COxByteArray& setNum(uint n, int base = 10) { return setNum(ulong(n), base); }
+    COxByteArray& setNum(long n, int base = 10);
+    COxByteArray& setNum(ulong n, int base = 10);
+    COxByteArray& setNum(long long n, int base = 10) { return setNum(long(n), base); }
+    COxByteArray& setNum(unsigned long long n, int base = 10) { return setNum(ulong(n), base); }
+    COxByteArray& setNum(float n, char format = 'g', int precision = 6) { return setNum(double(n), format, precision); }
+    COxByteArray& setNum(double n, char format = 'g', int precision = 6);
+    static COxByteArray number(int n, int base = 10) { return number(long(n), base); }
+    static COxByteArray number(uint n, int base = 10) { return number(ulong(n), base); }
+    static COxByteArray number(long n, int base = 10);
+    static COxByteArray number(ulong n, int base = 10);
+    static COxByteArray number(long long n, int base = 10) { return number(long(n), base); }
+    static COxByteArray number(unsigned long long n, int base = 10) { return number(ulong(n), base); }
+    static COxByteArray number(double n, char format = 'g', int precision = 6);
+
+    // Text to numbers, with strtoll/strtoull/strtod. Whitespace may stand
+    // before and after the number, nothing else. On failure the result is 0
+    // and *ok (when given) false; *ok is always written. The narrow types
+    // parse as 64 bits and then refuse values that do not fit them.
+    long long toLongLong(bool* ok = nullptr, int base = 10) const;
+    unsigned long long toULongLong(bool* ok = nullptr, int base = 10) const;
+    long toLong(bool* ok = nullptr, int base = 10) const;
+    ulong toULong(bool* ok = nullptr, int base = 10) const;
+    int toInt(bool* ok = nullptr, int base = 10) const;
+    uint toUInt(bool* ok = nullptr, int base = 10) const;
+    short toShort(bool* ok = nullptr, int base = 10) const;
+    ushort toUShort(bool* ok = nullptr, int base = 10) const;
+    // A range error is accepted only for a gradual underflow.
+    double toDouble(bool* ok = nullptr) const;
+    // A finite value beyond the float range fails.
+    float toFloat(bool* ok = nullptr) const;
+
 private:
     friend class COxString;
     explicit COxByteArray(SOxArrayData* data) noexcept : d(data) {}
@@ -205,6 +246,9 @@ private:
     void setSize(int size) noexcept;
     void replace_helper(const int* indices, int count, int blen, const char* after, int alen);
     COxByteArray caseConverted(const uchar* table) const;
+    // The bytes followed by a zero byte: constData(), or for raw data a
+    // terminated copy kept in *holder.
+    const char* terminatedData(COxByteArray* holder) const;
 
     SOxArrayData* d;
 };

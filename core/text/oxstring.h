@@ -390,6 +390,107 @@ public:
     // Writes one value per code point to out (room for length values).
     OX_EXPORT static int toUcs4_helper(const ushort* unicode, int length, uint* out);
 
+    // Numbers to text (core/text/oxstringnumber.cpp), formatted as by the
+    // byte array and widened as Latin-1. Integers are widened to 64 bits, so
+    // number(-1, 16) has sixteen f digits; a minus sign appears only in base
+    // 10. Floating point goes through snprintf with the conversion format
+    // and precision (negative: the C library's default).
+    OX_EXPORT COxString& setNum(long n, int base = 10);
+    OX_EXPORT COxString& setNum(ulong n, int base = 10);
+    OX_EXPORT COxString& setNum(double n, char format = 'g', int precision = 6);
+    COxString& setNum(short n, int base = 10) { return setNum(long(n), base); }
+    COxString& setNum(ushort n, int base = 10) { return setNum(ulong(n), base); }
+    COxString& setNum(int n, int base = 10) { return setNum(long(n), base); }
+    COxString& setNum(uint n, int base = 10) { return setNum(ulong(n), base); }
+    COxString& setNum(long long n, int base = 10) { return setNum(long(n), base); }
+    COxString& setNum(unsigned long long n, int base = 10) { return setNum(ulong(n), base); }
+    COxString& setNum(float n, char format = 'g', int precision = 6) { return setNum(double(n), format, precision); }
+    OX_EXPORT static COxString number(int n, int base = 10);
+    OX_EXPORT static COxString number(uint n, int base = 10);
+    OX_EXPORT static COxString number(long n, int base = 10);
+    OX_EXPORT static COxString number(ulong n, int base = 10);
+    OX_EXPORT static COxString number(double n, char format = 'g', int precision = 6);
+    static COxString number(long long n, int base = 10) { return number(long(n), base); }
+    static COxString number(unsigned long long n, int base = 10) { return number(ulong(n), base); }
+
+    // Text to numbers. The units are narrowed to Latin-1 (units above 0xff
+    // become '?', which no number accepts) and parsed with the C library:
+    // whitespace may stand before and after the number, nothing else. The
+    // base follows strtoll (0 picks it from a "0x" or "0" prefix). On
+    // failure the result is 0 and *ok (when given) false; *ok is always
+    // written. The narrow types parse as 64 bits and then refuse values
+    // that do not fit them.
+    OX_EXPORT long long toLongLong(bool* ok = nullptr, int base = 10) const;
+    OX_EXPORT unsigned long long toULongLong(bool* ok = nullptr, int base = 10) const;
+    OX_EXPORT long toLong(bool* ok = nullptr, int base = 10) const;
+    OX_EXPORT ulong toULong(bool* ok = nullptr, int base = 10) const;
+    OX_EXPORT int toInt(bool* ok = nullptr, int base = 10) const;
+    OX_EXPORT uint toUInt(bool* ok = nullptr, int base = 10) const;
+    OX_EXPORT short toShort(bool* ok = nullptr, int base = 10) const;
+    OX_EXPORT ushort toUShort(bool* ok = nullptr, int base = 10) const;
+    // A range error is accepted only for a gradual underflow (a non-zero
+    // value below the smallest normal double); empty text fails.
+    OX_EXPORT double toDouble(bool* ok = nullptr) const;
+    // toDouble narrowed; a finite value beyond the float range fails.
+    OX_EXPORT float toFloat(bool* ok = nullptr) const;
+    OX_EXPORT static long long toIntegral_helper(const COxChar* data, int len, bool* ok, int base);
+    OX_EXPORT static unsigned long long toIntegral_helper(const COxChar* data, uint len, bool* ok, int base);
+
+    // Placeholder substitution (core/text/oxstringarg.cpp). An escape is '%'
+    // and one or two decimal digits (%0 to %99; "%10" is escape ten). Each
+    // call replaces every escape with the lowest number present and leaves
+    // the others, so successive calls fill %1, %2, ... in turn. "%L" with
+    // digits is plain text. The argument is padded with fillChar to
+    // |fieldWidth| units, on the left for a positive width (right-aligned)
+    // and on the right for a negative one; it is never cut. Without any
+    // escape a warning is written and the string is returned unchanged.
+    OX_EXPORT COxString arg(const COxString& a, int fieldWidth = 0, COxChar fillChar = COxChar(' ')) const;
+    // Numbers are formatted as by number(); a negative number padded with
+    // '0' to a positive width gets its zeros after the minus sign (-005).
+    OX_EXPORT COxString arg(long a, int fieldWidth = 0, int base = 10, COxChar fillChar = COxChar(' ')) const;
+    OX_EXPORT COxString arg(ulong a, int fieldWidth = 0, int base = 10, COxChar fillChar = COxChar(' ')) const;
+    OX_EXPORT COxString arg(double a, int fieldWidth = 0, char format = 'g', int precision = -1,
+                            COxChar fillChar = COxChar(' ')) const;
+    OX_EXPORT COxString arg(COxChar a, int fieldWidth = 0, COxChar fillChar = COxChar(' ')) const;
+    // The byte is read as Latin-1.
+    OX_EXPORT COxString arg(char a, int fieldWidth = 0, COxChar fillChar = COxChar(' ')) const;
+    COxString arg(int a, int fieldWidth = 0, int base = 10, COxChar fillChar = COxChar(' ')) const
+    {
+        return arg(long(a), fieldWidth, base, fillChar);
+    }
+    COxString arg(uint a, int fieldWidth = 0, int base = 10, COxChar fillChar = COxChar(' ')) const
+    {
+        return arg(ulong(a), fieldWidth, base, fillChar);
+    }
+    COxString arg(short a, int fieldWidth = 0, int base = 10, COxChar fillChar = COxChar(' ')) const
+    {
+        return arg(long(a), fieldWidth, base, fillChar);
+    }
+    COxString arg(ushort a, int fieldWidth = 0, int base = 10, COxChar fillChar = COxChar(' ')) const
+    {
+        return arg(ulong(a), fieldWidth, base, fillChar);
+    }
+    COxString arg(long long a, int fieldWidth = 0, int base = 10, COxChar fillChar = COxChar(' ')) const
+    {
+        return arg(long(a), fieldWidth, base, fillChar);
+    }
+    COxString arg(unsigned long long a, int fieldWidth = 0, int base = 10, COxChar fillChar = COxChar(' ')) const
+    {
+        return arg(ulong(a), fieldWidth, base, fillChar);
+    }
+    COxString arg(char16_t a, int fieldWidth = 0, COxChar fillChar = COxChar(' ')) const
+    {
+        return arg(COxChar(a), fieldWidth, fillChar);
+    }
+    COxString arg(const char* a, int fieldWidth = 0, COxChar fillChar = COxChar(' ')) const
+    {
+        return arg(COxString(a), fieldWidth, fillChar);
+    }
+    COxString arg(COxLatin1String a, int fieldWidth = 0, COxChar fillChar = COxChar(' ')) const
+    {
+        return arg(COxString(a), fieldWidth, fillChar);
+    }
+
 private:
     friend class COxStringRef;
     explicit COxString(SOxArrayData* data) noexcept : d(data) {}
