@@ -1,0 +1,113 @@
+#include "tests/lut/testsupport_lutfile.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <random>
+#include <unistd.h>
+
+namespace luttest {
+
+namespace {
+
+void put32(std::vector<uint8_t>& out, size_t at, uint32_t value)
+{
+    for (int i = 0; i < 4; ++i)
+        out[at + i] = uint8_t(value >> (8 * i));
+}
+
+void put64(std::vector<uint8_t>& out, size_t at, uint64_t value)
+{
+    put32(out, at, uint32_t(value));
+    put32(out, at + 4, uint32_t(value >> 32));
+}
+
+} // namespace
+
+LutFileSpec lutFileSpec(uint32_t n, uint32_t seed)
+{
+    LutFileSpec spec;
+    spec.levelCount = n;
+    spec.levels.assign(n, 0.0f);
+    for (uint32_t i = 1; i < n; ++i)
+        spec.levels[i] = float(i) / float(n - 1);
+    spec.grid.resize(size_t(n) * n * n * 3);
+    std::mt19937 rng(seed);
+    auto level = [n](uint32_t i) { return uint8_t(n > 1 ? i * 255 / (n - 1) : 0); };
+    size_t e = 0;
+    for (uint32_t r = 0; r < n; ++r)
+        for (uint32_t g = 0; g < n; ++g)
+            for (uint32_t b = 0; b < n; ++b) {
+                spec.grid[e++] = seed ? uint8_t(rng()) : level(r);
+                spec.grid[e++] = seed ? uint8_t(rng()) : level(g);
+                spec.grid[e++] = seed ? uint8_t(rng()) : level(b);
+            }
+    return spec;
+}
+
+std::vector<uint8_t> lutFileBytes(const LutFileSpec& spec)
+{
+    std::vector<uint8_t> out(48, 0);
+    memcpy(out.data(), spec.magic.data(), std::min<size_t>(spec.magic.size(), 8));
+    put32(out, 8, spec.version);
+    put32(out, 12, spec.levelCount);
+    put32(out, 16, spec.elementType);
+    put32(out, 20, spec.dimensions);
+    put64(out, 24, spec.reserved24);
+    put64(out, 32, spec.levelOffset);
+    put64(out, 40, spec.reserved40);
+    if (spec.levelOffset >= 48 && spec.levelOffset <= (1u << 20))
+        out.resize(size_t(spec.levelOffset), spec.gapByte);
+    for (float level : spec.levels) {
+        uint32_t bits;
+        memcpy(&bits, &level, 4);
+        out.resize(out.size() + 4);
+        put32(out, out.size() - 4, bits);
+    }
+    out.insert(out.end(), spec.grid.begin(), spec.grid.end());
+    return out;
+}
+
+LutTempDir::LutTempDir()
+{
+    const char* base = getenv("TMPDIR");
+    std::string pattern = std::string(base && *base ? base : "/tmp") + "/lutfile-XXXXXX";
+    if (mkdtemp(&pattern[0]))
+        m_path = pattern;
+}
+
+LutTempDir::~LutTempDir()
+{
+    for (const std::string& file : m_files)
+        unlink(file.c_str());
+    if (!m_path.empty())
+        rmdir(m_path.c_str());
+}
+
+std::string LutTempDir::write(const std::string& name, const std::vector<uint8_t>& bytes)
+{
+    const std::string file = path(name);
+    if (FILE* f = fopen(file.c_str(), "wb")) {
+        if (!bytes.empty())
+            fwrite(bytes.data(), 1, bytes.size(), f);
+        fclose(f);
+        m_files.push_back(file);
+    }
+    return file;
+}
+
+int openDescriptorCount()
+{
+    DIR* dir = opendir("/proc/self/fd");
+    if (!dir)
+        return -1;
+    int count = 0;
+    while (readdir(dir))
+        ++count;
+    closedir(dir);
+    return count;
+}
+
+} // namespace luttest
