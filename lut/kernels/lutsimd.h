@@ -17,16 +17,21 @@
 
 namespace lutsimd {
 
-#if defined(SIMDE_X86_SSE4_1_NATIVE) && defined(SIMDE_X86_MMX_NATIVE)
+#if defined(SIMDE_X86_SSE4_1_NATIVE)
 
+// 64-bit vectors move to and from the low half of an SSE register through
+// memory, which compilers turn into register moves; the __m64 conversions
+// would let some compilers use MMX registers (and leave the FPU state dirty).
 LUT_INLINE __m128i bits(uint8x8_t a)
 {
-    return _mm_movpi64_epi64(simde_uint8x8_to_m64(a));
+    return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(&a));
 }
 
 LUT_INLINE uint8x8_t lowBytes(__m128i a)
 {
-    return simde_uint8x8_from_m64(_mm_movepi64_pi64(a));
+    uint8x8_t bytes;
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(&bytes), a);
+    return bytes;
 }
 
 // vmovl_u8
@@ -130,7 +135,7 @@ LUT_INLINE void mulAddWideN(uint16x8_t a, uint16_t b, uint16x8_t c, uint32_t* ou
 #endif
 
 // vmull_u8, vmlal_u8, vaddl_u8, vsubl_u8
-#if defined(SIMDE_X86_SSE4_1_NATIVE) && defined(SIMDE_X86_MMX_NATIVE)
+#if defined(SIMDE_X86_SSE4_1_NATIVE)
 LUT_INLINE uint16x8_t mulWide(uint8x8_t a, uint8x8_t b)
 {
     return vmulq_u16(widen(a), widen(b));
