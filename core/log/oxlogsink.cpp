@@ -1,5 +1,7 @@
 #include "core/log/oxlogsink.h"
 
+#include "core/log/oxdebug.h"
+
 #include <atomic>
 #include <cstdio>
 #include <mutex>
@@ -65,6 +67,12 @@ void OxLogWriteStderr(const char* text)
 {
     std::fprintf(stderr, "%s\n", text);
     std::fflush(stderr);
+}
+
+void OxLogWriteSinkWarning(const char* text)
+{
+    if (!OxLogCallHook(OxMsgWarning, text))
+        OxLogWriteAndroid(OxLogPriorityWarn, text);
 }
 
 void OxLogSetHook(OxLogHook hook, void* context)

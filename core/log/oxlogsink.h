@@ -33,10 +33,15 @@ void OxLogSetStderrOutputEnabled(bool enabled);
 void OxLogWriteAndroid(int priority, const char* text);
 // Writes the text and a newline to standard error and flushes at once.
 void OxLogWriteStderr(const char* text);
+// A warning of the log machinery itself (such as a log file that cannot be
+// opened): always the Android log with priority 5, or the hook below while
+// one is installed.
+void OxLogWriteSinkWarning(const char* text);
 
 // Test seam: while a hook is installed, every line that would go to the
-// console sink is handed to the hook instead (level 0..3 as emitted). The
-// log-file sink is not affected. Pass a null hook to remove it.
+// console sink is handed to the hook instead (level 0..3 as emitted; the
+// sink's own warnings come as level 2). The log-file sink is not affected.
+// Pass a null hook to remove it.
 typedef void (*OxLogHook)(void* context, uint32_t level, const char* line);
 void OxLogSetHook(OxLogHook hook, void* context);
 // Hands the line to the hook if one is installed; returns whether it did.
