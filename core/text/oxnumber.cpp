@@ -85,6 +85,12 @@ int OxFormatSigned(char* out, int64_t n, int base)
 
 int OxFormatDouble(char* out, double n, char format, int precision)
 {
+    // No double has more than 1074 digits after the point (767 significant
+    // ones), so a larger precision adds only zeros: capping it changes no
+    // output but spares the C library from preparing gigabytes of them.
+    constexpr int kMaxPrecision = 1100;
+    if (precision > kMaxPrecision)
+        precision = kMaxPrecision;
     char spec[SOxNumberText::FormatBufferSize];
     const char conversion = floatConversion(format);
     if (precision >= 0)

@@ -39,17 +39,13 @@ TEST(OxNumber, IntegersToText)
     EXPECT_EQ(COxString::number(uint(0xffffffffu), 16), "ffffffff");
     EXPECT_EQ(COxString::number(255, 16), "ff");
     EXPECT_EQ(COxString::number(-255, 10), "-255");
-    EXPECT_EQ(COxString::number(-255), "-255");
     EXPECT_EQ(COxString::number(0), "0");
-    EXPECT_EQ(COxString::number(0, 2), "0");
     EXPECT_EQ(COxString::number(35, 36), "z");
     EXPECT_EQ(COxString::number(LONG_MIN), "-9223372036854775808");
     EXPECT_EQ(COxString::number(LONG_MAX, 16), "7fffffffffffffff");
     EXPECT_EQ(COxString::number(ULONG_MAX, 2), COxString(64, COxChar('1')));
-    EXPECT_EQ(COxString::number(ULONG_MAX), "18446744073709551615");
     // A negative value outside base 10 is its 64-bit two's complement.
     EXPECT_EQ(COxString::number(-2, 8), "1777777777777777777776");
-    EXPECT_EQ(COxString::number(short(-3)), "-3");
     EXPECT_EQ(COxString::number(int64_t(1) << 40), "1099511627776");
     // Base 0 is decimal; base 1 is meaningless but ends.
     EXPECT_EQ(COxString::number(42, 0), "42");
@@ -70,7 +66,6 @@ TEST(OxNumber, FloatingPointToText)
     EXPECT_EQ(COxString::number(3.14159, 'f', 2), "3.14");
     EXPECT_EQ(COxString::number(1.0, 'g', -1), "1");
     EXPECT_EQ(COxString::number(0.1, 'e', 3), "1.000e-01");
-    EXPECT_EQ(COxString::number(1234567.0, 'E', 2), "1.23E+06");
     EXPECT_EQ(COxString::number(1234567.0), "1.23457e+06");
     EXPECT_EQ(COxString::number(-0.5, 'f', 0), "-0");
     EXPECT_EQ(COxString::number(1.0 / 3.0, 'f', 20).size(), 22);
@@ -82,6 +77,8 @@ TEST(OxNumber, FloatingPointToText)
     EXPECT_EQ(COxString::number(2.5, 'n', 3), "2.5");
     EXPECT_EQ(COxString::number(2.5, 'd', -1), "2.5");
     EXPECT_EQ(COxString::number(double(INFINITY)), "inf");
+    // A precision beyond any double's digits is harmless.
+    EXPECT_EQ(COxString::number(0.5, 'f', INT_MAX).left(6), "0.5000");
 
     COxString s;
     EXPECT_EQ(s.setNum(0.25f, 'f', 3), "0.250");
@@ -95,7 +92,6 @@ TEST(OxNumber, ParsesIntegers)
     EXPECT_TRUE(ok);
     EXPECT_EQ(COxString("0x1f").toInt(&ok, 16), 31);
     EXPECT_TRUE(ok);
-    EXPECT_EQ(COxString("1f").toInt(&ok, 16), 31);
     EXPECT_EQ(COxString("0x1f").toInt(&ok, 0), 31);
     EXPECT_TRUE(ok);
     EXPECT_EQ(COxString("010").toInt(&ok, 0), 8);
@@ -114,7 +110,6 @@ TEST(OxNumber, ParsesIntegers)
     // strtoull's own rule: a minus sign negates in unsigned arithmetic.
     EXPECT_EQ(COxString("-1").toULongLong(&ok), ULLONG_MAX);
     EXPECT_TRUE(ok);
-    EXPECT_EQ(COxString("12").toLong(nullptr), 12);
 
     // A raw byte array without terminator is parsed within its size.
     const char digits[] = {'1', '2', '3', '4'};
