@@ -10,7 +10,7 @@
 
 void OxStringArgMissing(const char* text)
 {
-    oxWarning("%s", text);
+    oxWarning() << text;
 }
 
 namespace {
