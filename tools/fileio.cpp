@@ -1,5 +1,7 @@
 #include "tools/fileio.h"
 
+#include "tools/framestream.h"
+
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -14,21 +16,6 @@ namespace {
 std::string systemError(const char* what)
 {
     return std::string(what) + ": " + std::strerror(errno);
-}
-
-bool writeAll(int fd, const char* data, size_t size)
-{
-    while (size > 0) {
-        const ssize_t n = ::write(fd, data, size);
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
-            return false;
-        }
-        data += n;
-        size -= size_t(n);
-    }
-    return true;
 }
 
 } // namespace
@@ -93,7 +80,7 @@ bool writeFileAtomically(const std::string& path, const std::string& bytes, std:
         return false;
     }
     const char* failed = nullptr;
-    if (!writeAll(fd, bytes.data(), bytes.size()))
+    if (!writeFully(fd, reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()))
         failed = "write error";
     else if (::fchmod(fd, 0644) != 0)
         failed = "cannot set permissions";
