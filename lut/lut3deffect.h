@@ -28,4 +28,19 @@ struct Lut3DEffect {
     uint32_t workerCount;               // workers the pool was built with
 };
 
+// Allocates an effect with its coefficient record; threads as for
+// OxcLut3DCreateEffect (1: no pool, 0: one worker per online processor).
+Lut3DEffect* lutEffectCreate(uint32_t threads);
+// Stops and joins the pool, frees the record and the effect. Null is ignored.
+void lutEffectDestroy(Lut3DEffect* effect);
+// Rebuilds the pool for a new worker count (0: online processors); nothing
+// happens when the count is unchanged.
+void lutEffectSetWorkerCount(Lut3DEffect* effect, uint32_t count);
+// The render proper behind OxcLut3DRenderEffect, after its argument checks:
+// 1 once the frame is written, 0 without a coefficient record or for a pixel
+// format other than NV12 and NV21 (logged).
+uint32_t lutEffectRender(Lut3DEffect* effect, const Lut3DTable* table, const LutImage* src,
+                         const LutImage* dst, uint32_t pixelFormat, uint32_t colorStandard,
+                         uint32_t range, uint32_t width, uint32_t height, int32_t reserved);
+
 #endif // LUT3DEFFECT_H

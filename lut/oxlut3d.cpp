@@ -11,13 +11,6 @@
 #include <memory>
 #include <new>
 
-// The effect's own operations (lut3deffect.cpp).
-Lut3DEffect* lutEffectCreate(uint32_t threads);
-void lutEffectDestroy(Lut3DEffect* effect);
-uint32_t lutEffectRender(Lut3DEffect* effect, const Lut3DTable* table, const LutImage* src,
-                         const LutImage* dst, uint32_t pixelFormat, uint32_t colorStandard,
-                         uint32_t range, uint32_t width, uint32_t height, int32_t reserved);
-
 namespace {
 
 Lut3DTable* loadTable(const char* path)
