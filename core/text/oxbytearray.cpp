@@ -1,5 +1,6 @@
 #include "core/text/oxbytearray.h"
 
+#include "core/text/oxarrayops_p.h"
 #include "core/text/oxrangecut.h"
 
 #include <cstdint>
@@ -7,8 +8,8 @@
 
 namespace {
 
-constexpr unsigned long kElement = 1;
-constexpr unsigned long kAlignment = alignof(SOxArrayData);
+using Ops = OxArrayOps<char>;
+static_assert(Ops::kMaxSize == COxByteArray::MaxSize, "byte array size limit");
 
 struct CaseTable {
     uchar map[256];
@@ -34,28 +35,6 @@ constexpr CaseTable kLatin1Lower = makeCaseTable(true);
 constexpr CaseTable kLatin1Upper = makeCaseTable(false);
 
 inline int asciiFold(uchar c) { return (c >= 'A' && c <= 'Z') ? c + 32 : c; }
-
-// A block of size bytes with its terminator written, or null.
-SOxArrayData* allocateBytes(int size, int options = 0)
-{
-    SOxArrayData* x = SOxArrayData::allocate(kElement, kAlignment, uint(size) + 1u, options);
-    if (!x)
-        return nullptr;
-    x->size = size;
-    static_cast<char*>(x->data())[size] = '\0';
-    return x;
-}
-
-SOxArrayData* copyBytes(const char* data, int size)
-{
-    if (size <= 0)
-        return SOxArrayData::sharedEmpty();
-    SOxArrayData* x = allocateBytes(size);
-    if (!x)
-        return SOxArrayData::sharedNull();
-    std::memcpy(x->data(), data, size_t(size));
-    return x;
-}
 
 int cStringLength(const char* str)
 {
@@ -113,7 +92,7 @@ COxByteArray::COxByteArray(const char* data, int size)
     }
     if (size < 0)
         size = cStringLength(data);
-    d = size < 0 ? SOxArrayData::sharedNull() : copyBytes(data, size);
+    d = size < 0 ? SOxArrayData::sharedNull() : Ops::copy(data, size);
 }
 
 COxByteArray::COxByteArray(int size, char ch)
@@ -122,7 +101,7 @@ COxByteArray::COxByteArray(int size, char ch)
         d = SOxArrayData::sharedEmpty();
         return;
     }
-    SOxArrayData* x = size <= MaxSize ? allocateBytes(size) : nullptr;
+    SOxArrayData* x = Ops::allocate(size);
     if (x)
         std::memset(x->data(), ch, size_t(size));
     d = x ? x : SOxArrayData::sharedNull();
@@ -134,7 +113,7 @@ COxByteArray::COxByteArray(int size, Ox::Initialization)
         d = SOxArrayData::sharedEmpty();
         return;
     }
-    SOxArrayData* x = size <= MaxSize ? allocateBytes(size) : nullptr;
+    SOxArrayData* x = Ops::allocate(size);
     d = x ? x : SOxArrayData::sharedNull();
 }
 
@@ -154,123 +133,56 @@ COxByteArray COxByteArray::fromRawData(const char* data, int size)
         return COxByteArray();
     if (size <= 0)
         return COxByteArray(SOxArrayData::sharedEmpty());
-    SOxArrayData* x = SOxArrayData::allocate(kElement, kAlignment, 0, SOxArrayData::AllocHeaderOnly);
-    if (!x)
-        return COxByteArray();
-    x->offset = reinterpret_cast<intptr_t>(data) - reinterpret_cast<intptr_t>(x);
-    x->size = size;
-    return COxByteArray(x);
+    SOxArrayData* x = Ops::rawHeader(data, size);
+    return x ? COxByteArray(x) : COxByteArray();
 }
 
 COxByteArray& COxByteArray::setRawData(const char* data, int size)
 {
-    if (data && size > 0 && d->isRawData() && !d->isShared()) {
-        // Reuse our own header.
-        d->offset = reinterpret_cast<intptr_t>(data) - reinterpret_cast<intptr_t>(d);
-        d->size = size;
+    // Reuse our own header when we can.
+    if (Ops::reuseRawHeader(d, data, size))
         return *this;
-    }
     return *this = fromRawData(data, size);
 }
 
 void COxByteArray::reallocData(uint alloc, bool grow)
 {
-    if (alloc == 0)
-        alloc = 1;
-    int options = d->capacityReserved ? SOxArrayData::AllocReserveCapacity : 0;
-    if (grow)
-        options |= SOxArrayData::AllocGrow;
-    if (d->isMutable() && !d->isRawData() && d->alloc != 0) {
-        SOxArrayData* x = SOxArrayData::reallocateUnaligned(d, kElement, alloc, options);
-        if (!x)
-            return; // the old block is still ours and unchanged
-        d = x;
-        if (uint(d->size) >= d->alloc)
-            setSize(int(d->alloc) - 1);
-        return;
-    }
-    SOxArrayData* x = SOxArrayData::allocate(kElement, kAlignment, alloc, options);
-    if (!x || x->alloc == 0)
-        return;
-    const int copy = d->size < int(x->alloc) - 1 ? d->size : int(x->alloc) - 1;
-    if (copy > 0)
-        std::memcpy(x->data(), d->data(), size_t(copy));
-    x->size = copy;
-    static_cast<char*>(x->data())[copy] = '\0';
-    release(d);
-    d = x;
+    Ops::reallocData(d, alloc, grow);
 }
 
 bool COxByteArray::makeWritable(int64_t size, bool grow)
 {
-    if (size < 0 || size > MaxSize)
-        return false;
-    const uint need = uint(size) + 1u;
-    if (!isWritable(need))
-        reallocData(need, grow);
-    return isWritable(need);
+    return Ops::makeWritable(d, size, grow);
 }
 
 bool COxByteArray::pointsIntoOwnBlock(const char* p) const noexcept
 {
-    if (d->isRawData() || d->alloc == 0)
-        return false;
-    const uintptr_t begin = reinterpret_cast<uintptr_t>(d->data());
-    const uintptr_t at = reinterpret_cast<uintptr_t>(p);
-    return at >= begin && at < begin + d->alloc;
+    return Ops::pointsIntoOwnBlock(d, p);
 }
 
 void COxByteArray::setSize(int size) noexcept
 {
-    d->size = size;
-    static_cast<char*>(d->data())[size] = '\0';
+    Ops::setSize(d, size);
 }
 
 void COxByteArray::detach()
 {
-    if (d->isShared() || d->isRawData())
-        reallocData(uint(d->size) + 1u);
+    Ops::detach(d);
 }
 
 void COxByteArray::reserve(int size)
 {
-    if (size < 0)
-        size = 0;
-    if (size > MaxSize)
-        return;
-    const int keep = size > d->size ? size : d->size;
-    if (!isWritable(uint(keep) + 1u))
-        reallocData(uint(keep) + 1u);
-    if (isWritable(1))
-        d->capacityReserved = 1;
+    Ops::reserve(d, size);
 }
 
 void COxByteArray::squeeze()
 {
-    if (d->isStatic())
-        return;
-    if (d->isShared() || (!d->isRawData() && uint(d->size) + 1u < d->alloc))
-        reallocData(uint(d->size) + 1u);
-    if (isWritable(1))
-        d->capacityReserved = 0;
+    Ops::squeeze(d);
 }
 
 void COxByteArray::resize(int size)
 {
-    if (size < 0)
-        size = 0;
-    if (d->isRawData() && !d->isShared() && size < d->size) {
-        // Never write a terminator into the caller's memory.
-        d->size = size;
-        return;
-    }
-    if (size > MaxSize)
-        return;
-    const uint need = uint(size) + 1u;
-    if (!isWritable(need))
-        reallocData(need, true);
-    if (isWritable(need))
-        setSize(size);
+    Ops::resize(d, size);
 }
 
 void COxByteArray::truncate(int pos)
@@ -339,17 +251,8 @@ COxByteArray& COxByteArray::insert(int i, int count, char ch)
 {
     if (i < 0 || count <= 0)
         return *this;
-    const int oldSize = d->size;
-    const int64_t newSize = int64_t(i > oldSize ? i : oldSize) + count;
-    if (!makeWritable(newSize, true))
-        return *this;
-    char* p = static_cast<char*>(d->data());
-    if (i > oldSize)
-        std::memset(p + oldSize, ' ', size_t(i - oldSize));
-    else
-        std::memmove(p + i + count, p + i, size_t(oldSize - i));
-    std::memset(p + i, ch, size_t(count));
-    setSize(int(newSize));
+    if (char* p = Ops::openGap(d, i, count))
+        std::memset(p + i, ch, size_t(count));
     return *this;
 }
 
@@ -366,17 +269,8 @@ COxByteArray& COxByteArray::insert(int i, const char* str, int len)
         const COxByteArray copy(str, len);
         return insert(i, copy.constData(), len);
     }
-    const int oldSize = d->size;
-    const int64_t newSize = int64_t(i > oldSize ? i : oldSize) + len;
-    if (!makeWritable(newSize, true))
-        return *this;
-    char* p = static_cast<char*>(d->data());
-    if (i > oldSize)
-        std::memset(p + oldSize, ' ', size_t(i - oldSize));
-    else
-        std::memmove(p + i + len, p + i, size_t(oldSize - i));
-    std::memcpy(p + i, str, size_t(len));
-    setSize(int(newSize));
+    if (char* p = Ops::openGap(d, i, len))
+        std::memcpy(p + i, str, size_t(len));
     return *this;
 }
 
@@ -389,17 +283,7 @@ COxByteArray& COxByteArray::insert(int i, const COxByteArray& other)
 
 COxByteArray& COxByteArray::remove(int pos, int len)
 {
-    if (len <= 0 || pos < 0 || pos >= d->size)
-        return *this;
-    if (len >= d->size - pos) {
-        resize(pos);
-        return *this;
-    }
-    if (!makeWritable(d->size, false))
-        return *this;
-    char* p = static_cast<char*>(d->data());
-    std::memmove(p + pos, p + pos + len, size_t(d->size - pos - len));
-    setSize(d->size - len);
+    Ops::removeRange(d, pos, len);
     return *this;
 }
 
@@ -412,37 +296,7 @@ void COxByteArray::replace_helper(const int* indices, int count, int blen, const
         afterCopy = COxByteArray(after, alen);
         after = afterCopy.constData();
     }
-    const int oldSize = d->size;
-    const int64_t newSize = int64_t(oldSize) + int64_t(count) * (alen - blen);
-    if (!makeWritable(newSize > oldSize ? newSize : oldSize, newSize > oldSize))
-        return;
-    char* p = static_cast<char*>(d->data());
-    if (alen <= blen) {
-        // Shrinking or equal: move the text between matches forwards.
-        int to = indices[0];
-        for (int k = 0; k < count; ++k) {
-            if (alen)
-                std::memcpy(p + to, after, size_t(alen));
-            to += alen;
-            const int moveStart = indices[k] + blen;
-            const int moveEnd = k + 1 < count ? indices[k + 1] : oldSize;
-            if (moveEnd > moveStart) {
-                std::memmove(p + to, p + moveStart, size_t(moveEnd - moveStart));
-                to += moveEnd - moveStart;
-            }
-        }
-    } else {
-        // Growing: work from the back so nothing is overwritten unread.
-        int moveEnd = oldSize;
-        for (int k = count - 1; k >= 0; --k) {
-            const int moveStart = indices[k] + blen;
-            const int insertStart = indices[k] + k * (alen - blen);
-            std::memmove(p + insertStart + alen, p + moveStart, size_t(moveEnd - moveStart));
-            std::memcpy(p + insertStart, after, size_t(alen));
-            moveEnd = indices[k];
-        }
-    }
-    setSize(int(newSize));
+    Ops::replaceRuns(d, indices, count, blen, after, alen);
 }
 
 COxByteArray& COxByteArray::replace(int pos, int len, const char* after, int alen)
@@ -525,26 +379,9 @@ COxByteArray& COxByteArray::replace(const char* before, int blen, const char* af
         afterCopy = COxByteArray(after, alen);
         after = afterCopy.constData();
     }
-    constexpr int kBatch = 1024;
-    int indices[kBatch];
-    int index = 0;
-    for (;;) {
-        int found = 0;
-        while (found < kBatch) {
-            index = findBytes(constData(), d->size, index, before, blen);
-            if (index < 0)
-                break;
-            indices[found++] = index;
-            index += blen ? blen : 1;
-        }
-        if (!found)
-            break;
-        const int64_t expected = int64_t(d->size) + int64_t(found) * (alen - blen);
-        replace_helper(indices, found, blen, after, alen);
-        if (index < 0 || d->size != expected)
-            break; // done, or the edit could not be made
-        index += found * (alen - blen);
-    }
+    Ops::replaceMatches<int>(
+        d, blen, alen, [&](int from) { return findBytes(constData(), d->size, from, before, blen); },
+        [&](const int* indices, int found) { replace_helper(indices, found, blen, after, alen); });
     return *this;
 }
 

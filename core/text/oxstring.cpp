@@ -1,6 +1,7 @@
 #include "core/text/oxstring.h"
 
 #include "core/oxneon.h"
+#include "core/text/oxarrayops_p.h"
 #include "core/text/oxrangecut.h"
 #include "core/text/oxstringref.h"
 #include "core/text/oxtextconvert.h"
@@ -10,39 +11,13 @@
 
 namespace {
 
-constexpr unsigned long kUnit = sizeof(ushort);
-constexpr unsigned long kAlignment = alignof(SOxArrayData);
-// The largest string: a 2^31 - 1 byte block less the header and the
-// terminating unit.
-constexpr int kMaxSize = int((0x7fffffffu - sizeof(SOxArrayData)) / kUnit) - 1;
+using Ops = OxArrayOps<ushort>;
+constexpr unsigned long kUnit = Ops::kElement;
+constexpr int kMaxSize = Ops::kMaxSize;
 // Needles from this length on are searched with the skip table.
 constexpr int kSkipTableNeedle = 5;
 
 inline const ushort* asUnits(const COxChar* p) { return reinterpret_cast<const ushort*>(p); }
-
-// A block of size units with its terminator written, or null.
-SOxArrayData* allocateUnits(int size, int options = 0)
-{
-    if (size < 0 || size > kMaxSize)
-        return nullptr;
-    SOxArrayData* x = SOxArrayData::allocate(kUnit, kAlignment, uint(size) + 1u, options);
-    if (!x)
-        return nullptr;
-    x->size = size;
-    static_cast<ushort*>(x->data())[size] = 0;
-    return x;
-}
-
-SOxArrayData* copyUnits(const void* units, int size)
-{
-    if (size <= 0)
-        return SOxArrayData::sharedEmpty();
-    SOxArrayData* x = allocateUnits(size);
-    if (!x)
-        return SOxArrayData::sharedNull();
-    std::memcpy(x->data(), units, size_t(size) * kUnit);
-    return x;
-}
 
 int unitLength(const ushort* p)
 {
@@ -284,6 +259,19 @@ int findLastUnit(const ushort* s, int len, ushort ch, int from, Ox::CaseSensitiv
 
 inline bool isSpaceUnit(ushort u) { return COxChar::isSpace(u); }
 
+// The bounds of p[0, len) without its leading and trailing spaces.
+void spaceTrimmedBounds(const ushort* p, int len, int* begin, int* end)
+{
+    int b = 0;
+    int e = len;
+    while (b < e && isSpaceUnit(p[b]))
+        ++b;
+    while (e > b && isSpaceUnit(p[e - 1]))
+        --e;
+    *begin = b;
+    *end = e;
+}
+
 // Index of the first unit that a case conversion changes, or -1.
 int firstCaseChange(const ushort* p, int len, bool lower)
 {
@@ -369,12 +357,12 @@ COxString::COxString(const COxChar* unicode, int size)
     }
     if (size < 0)
         size = unitLength(asUnits(unicode));
-    d = copyUnits(unicode, size);
+    d = Ops::copy(unicode, size);
 }
 
 COxString::COxString(COxChar ch)
 {
-    SOxArrayData* x = allocateUnits(1);
+    SOxArrayData* x = Ops::allocate(1);
     if (x)
         static_cast<ushort*>(x->data())[0] = ch.unicode();
     d = x ? x : SOxArrayData::sharedNull();
@@ -386,7 +374,7 @@ COxString::COxString(int size, COxChar ch)
         d = SOxArrayData::sharedEmpty();
         return;
     }
-    SOxArrayData* x = allocateUnits(size);
+    SOxArrayData* x = Ops::allocate(size);
     if (x) {
         ushort* p = static_cast<ushort*>(x->data());
         for (int i = 0; i < size; ++i)
@@ -401,7 +389,7 @@ COxString::COxString(int size, Ox::Initialization)
         d = SOxArrayData::sharedEmpty();
         return;
     }
-    SOxArrayData* x = allocateUnits(size);
+    SOxArrayData* x = Ops::allocate(size);
     d = x ? x : SOxArrayData::sharedNull();
 }
 
@@ -426,7 +414,7 @@ COxString COxString::fromUtf16(const ushort* unicode, int size)
         return COxString();
     if (size < 0)
         size = unitLength(unicode);
-    return COxString(copyUnits(unicode, size));
+    return COxString(Ops::copy(unicode, size));
 }
 
 COxString COxString::fromUcs4(const uint* unicode, int size)
@@ -485,22 +473,15 @@ COxString COxString::fromRawData(const COxChar* unicode, int size)
         return COxString();
     if (size <= 0)
         return emptyString();
-    SOxArrayData* x = SOxArrayData::allocate(kUnit, kAlignment, 0, SOxArrayData::AllocHeaderOnly);
-    if (!x)
-        return COxString();
-    x->offset = reinterpret_cast<intptr_t>(unicode) - reinterpret_cast<intptr_t>(x);
-    x->size = size;
-    return COxString(x);
+    SOxArrayData* x = Ops::rawHeader(unicode, size);
+    return x ? COxString(x) : COxString();
 }
 
 COxString& COxString::setRawData(const COxChar* unicode, int size)
 {
-    if (unicode && size > 0 && d->isRawData() && !d->isShared()) {
-        // Reuse our own header.
-        d->offset = reinterpret_cast<intptr_t>(unicode) - reinterpret_cast<intptr_t>(d);
-        d->size = size;
+    // Reuse our own header when we can.
+    if (Ops::reuseRawHeader(d, unicode, size))
         return *this;
-    }
     return *this = fromRawData(unicode, size);
 }
 
@@ -512,7 +493,7 @@ COxString COxString::fromLatin1_helper(const char* str, int size)
         size = byteLength(str);
     if (size == 0)
         return emptyString();
-    SOxArrayData* x = allocateUnits(size);
+    SOxArrayData* x = Ops::allocate(size);
     if (!x)
         return COxString();
     OxLatin1ToUtf16(static_cast<ushort*>(x->data()), reinterpret_cast<const uchar*>(str), size);
@@ -534,7 +515,7 @@ COxString COxString::fromUtf8_helper(const char* str, int size, bool* hadInvalid
         size = byteLength(str);
     if (size == 0)
         return emptyString();
-    SOxArrayData* x = allocateUnits(size);
+    SOxArrayData* x = Ops::allocate(size);
     if (!x)
         return COxString();
     COxString result(x);
@@ -558,96 +539,37 @@ COxString COxString::fromLocal8Bit_helper(const char* str, int size)
 
 void COxString::reallocData(uint alloc, bool grow)
 {
-    if (alloc == 0)
-        alloc = 1;
-    int options = d->capacityReserved ? SOxArrayData::AllocReserveCapacity : 0;
-    if (grow)
-        options |= SOxArrayData::AllocGrow;
-    if (d->isMutable() && !d->isRawData() && d->alloc != 0) {
-        SOxArrayData* x = SOxArrayData::reallocateUnaligned(d, kUnit, alloc, options);
-        if (!x)
-            return; // the old block is still ours and unchanged
-        d = x;
-        if (uint(d->size) >= d->alloc)
-            setSize(int(d->alloc) - 1);
-        return;
-    }
-    SOxArrayData* x = SOxArrayData::allocate(kUnit, kAlignment, alloc, options);
-    if (!x || x->alloc == 0)
-        return;
-    const int copy = d->size < int(x->alloc) - 1 ? d->size : int(x->alloc) - 1;
-    if (copy > 0)
-        std::memcpy(x->data(), d->data(), size_t(copy) * kUnit);
-    x->size = copy;
-    static_cast<ushort*>(x->data())[copy] = 0;
-    release(d);
-    d = x;
+    Ops::reallocData(d, alloc, grow);
 }
 
 bool COxString::makeWritable(int64_t size, bool grow)
 {
-    if (size < 0 || size > kMaxSize)
-        return false;
-    const uint need = uint(size) + 1u;
-    if (!isWritable(need))
-        reallocData(need, grow);
-    return isWritable(need);
+    return Ops::makeWritable(d, size, grow);
 }
 
 bool COxString::pointsIntoOwnBlock(const void* p) const noexcept
 {
-    if (d->isRawData() || d->alloc == 0)
-        return false;
-    const uintptr_t begin = reinterpret_cast<uintptr_t>(d->data());
-    const uintptr_t at = reinterpret_cast<uintptr_t>(p);
-    return at >= begin && at < begin + uintptr_t(d->alloc) * kUnit;
+    return Ops::pointsIntoOwnBlock(d, p);
 }
 
 void COxString::setSize(int size) noexcept
 {
-    d->size = size;
-    units()[size] = 0;
+    Ops::setSize(d, size);
 }
 
 void COxString::reserve(int size)
 {
-    if (size < 0)
-        size = 0;
-    if (size > kMaxSize)
-        return;
-    const int keep = size > d->size ? size : d->size;
-    if (!isWritable(uint(keep) + 1u))
-        reallocData(uint(keep) + 1u);
-    if (isWritable(1))
-        d->capacityReserved = 1;
+    Ops::reserve(d, size);
 }
 
 void COxString::squeeze()
 {
-    if (d->isStatic())
-        return;
-    if (d->isShared() || (!d->isRawData() && uint(d->size) + 1u < d->alloc))
-        reallocData(uint(d->size) + 1u);
-    if (isWritable(1))
-        d->capacityReserved = 0;
+    Ops::squeeze(d);
 }
 
 void COxString::resize(int size)
 {
-    if (size < 0)
-        size = 0;
-    if (d->isRawData() && !d->isShared() && size < d->size) {
-        // Never write a terminator into the caller's memory.
-        d->size = size;
-        return;
-    }
-    if (size > kMaxSize)
-        return;
-    const uint need = uint(size) + 1u;
-    if (!isWritable(need))
-        reallocData(need, true);
-    if (isWritable(need))
-        setSize(size);
+    Ops::resize(d, size);
 }
 
 void COxString::resize(int size, COxChar fillChar)
@@ -741,19 +663,8 @@ COxString& COxString::insert(int i, const COxChar* unicode, int size)
         const COxString copy(unicode, size);
         return insert(i, copy.constData(), copy.size());
     }
-    const int old = d->size;
-    const int64_t newSize = int64_t(i > old ? i : old) + size;
-    if (!makeWritable(newSize, true))
-        return *this;
-    ushort* p = units();
-    if (i > old) {
-        for (int k = old; k < i; ++k)
-            p[k] = ' ';
-    } else {
-        std::memmove(p + i + size, p + i, size_t(old - i) * kUnit);
-    }
-    std::memcpy(p + i, unicode, size_t(size) * kUnit);
-    setSize(int(newSize));
+    if (ushort* p = Ops::openGap(d, i, size))
+        std::memcpy(p + i, unicode, size_t(size) * kUnit);
     return *this;
 }
 
@@ -765,19 +676,8 @@ COxString& COxString::insert(int i, COxLatin1String str)
         const COxString copy(str);
         return insert(i, copy.constData(), copy.size());
     }
-    const int old = d->size;
-    const int64_t newSize = int64_t(i > old ? i : old) + str.size();
-    if (!makeWritable(newSize, true))
-        return *this;
-    ushort* p = units();
-    if (i > old) {
-        for (int k = old; k < i; ++k)
-            p[k] = ' ';
-    } else {
-        std::memmove(p + i + str.size(), p + i, size_t(old - i) * kUnit);
-    }
-    OxLatin1ToUtf16(p + i, reinterpret_cast<const uchar*>(str.latin1()), str.size());
-    setSize(int(newSize));
+    if (ushort* p = Ops::openGap(d, i, str.size()))
+        OxLatin1ToUtf16(p + i, reinterpret_cast<const uchar*>(str.latin1()), str.size());
     return *this;
 }
 
@@ -816,17 +716,7 @@ COxString& COxString::append(const COxStringRef& str)
 
 COxString& COxString::remove(int i, int len)
 {
-    if (len <= 0 || i < 0 || i >= d->size)
-        return *this;
-    if (len >= d->size - i) {
-        resize(i);
-        return *this;
-    }
-    if (!makeWritable(d->size, false))
-        return *this;
-    ushort* p = units();
-    std::memmove(p + i, p + i + len, size_t(d->size - i - len) * kUnit);
-    setSize(d->size - len);
+    Ops::removeRange(d, i, len);
     return *this;
 }
 
@@ -868,37 +758,7 @@ void COxString::replace_helper(const uint* indices, int count, int blen, const C
         afterCopy = COxString(after, alen);
         after = afterCopy.constData();
     }
-    const int oldSize = d->size;
-    const int64_t newSize = int64_t(oldSize) + int64_t(count) * (alen - blen);
-    if (!makeWritable(newSize > oldSize ? newSize : oldSize, newSize > oldSize))
-        return;
-    ushort* p = units();
-    if (alen <= blen) {
-        // Shrinking or equal: move the text between matches forwards.
-        int to = int(indices[0]);
-        for (int k = 0; k < count; ++k) {
-            if (alen)
-                std::memcpy(p + to, after, size_t(alen) * kUnit);
-            to += alen;
-            const int moveStart = int(indices[k]) + blen;
-            const int moveEnd = k + 1 < count ? int(indices[k + 1]) : oldSize;
-            if (moveEnd > moveStart) {
-                std::memmove(p + to, p + moveStart, size_t(moveEnd - moveStart) * kUnit);
-                to += moveEnd - moveStart;
-            }
-        }
-    } else {
-        // Growing: work from the back so nothing is overwritten unread.
-        int moveEnd = oldSize;
-        for (int k = count - 1; k >= 0; --k) {
-            const int moveStart = int(indices[k]) + blen;
-            const int insertStart = int(indices[k]) + k * (alen - blen);
-            std::memmove(p + insertStart + alen, p + moveStart, size_t(moveEnd - moveStart) * kUnit);
-            std::memcpy(p + insertStart, after, size_t(alen) * kUnit);
-            moveEnd = int(indices[k]);
-        }
-    }
-    setSize(int(newSize));
+    Ops::replaceRuns(d, indices, count, blen, asUnits(after), alen);
 }
 
 void COxString::replaceAll(const COxChar* before, int blen, const COxChar* after, int alen, Ox::CaseSensitivity cs)
@@ -926,26 +786,9 @@ void COxString::replaceAll(const COxChar* before, int blen, const COxChar* after
         afterCopy = COxString(after, alen);
         after = afterCopy.constData();
     }
-    constexpr int kBatch = 1024;
-    uint indices[kBatch];
-    int index = 0;
-    for (;;) {
-        int found = 0;
-        while (found < kBatch) {
-            index = findUnits(units(), d->size, index, asUnits(before), blen, cs);
-            if (index < 0)
-                break;
-            indices[found++] = uint(index);
-            index += blen ? blen : 1;
-        }
-        if (!found)
-            break;
-        const int64_t expected = int64_t(d->size) + int64_t(found) * (alen - blen);
-        replace_helper(indices, found, blen, after, alen);
-        if (index < 0 || d->size != expected)
-            break; // done, or the edit could not be made
-        index += found * (alen - blen);
-    }
+    Ops::replaceMatches<uint>(
+        d, blen, alen, [&](int from) { return findUnits(units(), d->size, from, asUnits(before), blen, cs); },
+        [&](const uint* indices, int found) { replace_helper(indices, found, blen, after, alen); });
 }
 
 COxString& COxString::replace(int i, int len, COxChar after)
@@ -1450,49 +1293,48 @@ COxString caseConvertedCopy(const COxString& str, int first, bool lower)
 
 } // namespace
 
+COxString COxString::caseConverted_helper(const COxString& str, bool lower)
+{
+    const int first = firstCaseChange(str.units(), str.size(), lower);
+    return first < 0 ? str : caseConvertedCopy(str, first, lower);
+}
+
+COxString COxString::caseConverted_helper(COxString& str, bool lower)
+{
+    const int first = firstCaseChange(str.units(), str.size(), lower);
+    if (first < 0)
+        return std::move(str);
+    if (!str.isWritable(uint(str.size()) + 1u))
+        return caseConvertedCopy(str, first, lower);
+    convertCase(str.units(), str.units(), first, str.size(), lower);
+    return std::move(str);
+}
+
 COxString COxString::toLower_helper(const COxString& str)
 {
-    const int first = firstCaseChange(str.units(), str.size(), true);
-    return first < 0 ? str : caseConvertedCopy(str, first, true);
+    return caseConverted_helper(str, true);
 }
 
 COxString COxString::toLower_helper(COxString& str)
 {
-    const int first = firstCaseChange(str.units(), str.size(), true);
-    if (first < 0)
-        return std::move(str);
-    if (!str.isWritable(uint(str.size()) + 1u))
-        return caseConvertedCopy(str, first, true);
-    convertCase(str.units(), str.units(), first, str.size(), true);
-    return std::move(str);
+    return caseConverted_helper(str, true);
 }
 
 COxString COxString::toUpper_helper(const COxString& str)
 {
-    const int first = firstCaseChange(str.units(), str.size(), false);
-    return first < 0 ? str : caseConvertedCopy(str, first, false);
+    return caseConverted_helper(str, false);
 }
 
 COxString COxString::toUpper_helper(COxString& str)
 {
-    const int first = firstCaseChange(str.units(), str.size(), false);
-    if (first < 0)
-        return std::move(str);
-    if (!str.isWritable(uint(str.size()) + 1u))
-        return caseConvertedCopy(str, first, false);
-    convertCase(str.units(), str.units(), first, str.size(), false);
-    return std::move(str);
+    return caseConverted_helper(str, false);
 }
 
 COxString COxString::trimmed_helper(const COxString& str)
 {
-    const ushort* p = str.units();
-    int begin = 0;
-    int end = str.size();
-    while (begin < end && isSpaceUnit(p[begin]))
-        ++begin;
-    while (end > begin && isSpaceUnit(p[end - 1]))
-        --end;
+    int begin;
+    int end;
+    spaceTrimmedBounds(str.units(), str.size(), &begin, &end);
     if (begin == 0 && end == str.size())
         return str;
     if (begin == end)
@@ -1502,20 +1344,16 @@ COxString COxString::trimmed_helper(const COxString& str)
 
 COxString COxString::trimmed_helper(COxString& str)
 {
-    const ushort* p = str.units();
-    int begin = 0;
-    int end = str.size();
-    while (begin < end && isSpaceUnit(p[begin]))
-        ++begin;
-    while (end > begin && isSpaceUnit(p[end - 1]))
-        --end;
+    int begin;
+    int end;
+    spaceTrimmedBounds(str.units(), str.size(), &begin, &end);
     if (begin == 0 && end == str.size())
         return std::move(str);
     if (begin == end)
         return emptyString();
     if (!str.isWritable(uint(str.size()) + 1u))
         return COxString(str.constData() + begin, end - begin);
-    std::memmove(str.units(), p + begin, size_t(end - begin) * kUnit);
+    std::memmove(str.units(), str.units() + begin, size_t(end - begin) * kUnit);
     str.setSize(end - begin);
     return std::move(str);
 }

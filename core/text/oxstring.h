@@ -509,6 +509,8 @@ private:
     static COxString emptyString() noexcept;
     void replace_helper(const uint* indices, int count, int blen, const COxChar* after, int alen);
     void replaceAll(const COxChar* before, int blen, const COxChar* after, int alen, Ox::CaseSensitivity cs);
+    static COxString caseConverted_helper(const COxString& str, bool lower);
+    static COxString caseConverted_helper(COxString& str, bool lower);
 
     SOxArrayData* d;
 };
