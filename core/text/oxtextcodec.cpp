@@ -235,6 +235,28 @@ bool prepareOutput(COxByteArray* out, int len, int perUnit, int mark)
     return out->size() == total;
 }
 
+// Starts a UTF-16 (perUnit 2) or UTF-32 (perUnit 4) encoding of len units:
+// sizes the output and writes a byte order mark unless state says one has
+// been written. *p receives where the units go, or null when the returned
+// array is the whole result already (nothing to encode, or no memory).
+COxByteArray startEncoding(int len, SOxConverterState* state, int perUnit, bool big, uchar** p)
+{
+    *p = nullptr;
+    const bool mark = !state || !(state->flags & SOxConverterState::HeaderDone);
+    if (state)
+        state->flags |= SOxConverterState::HeaderDone;
+    if (len == 0 && !mark)
+        return COxByteArray("", 0);
+    COxByteArray out;
+    if (!prepareOutput(&out, len, perUnit, mark ? perUnit : 0))
+        return COxByteArray();
+    uchar* at = reinterpret_cast<uchar*>(out.data());
+    if (mark)
+        at = perUnit == 2 ? putUnit16(at, kByteOrderMark, big) : putUnit32(at, kByteOrderMark, big);
+    *p = at;
+    return out;
+}
+
 } // namespace
 
 int OxTextCodecMibForName(const COxByteArray& name)
@@ -287,18 +309,11 @@ COxByteArray OxUtf16FromUnicode(const COxChar* units, int len, SOxConverterState
 {
     if (!units || len < 0)
         len = 0;
-    const bool mark = !state || !(state->flags & SOxConverterState::HeaderDone);
-    if (state)
-        state->flags |= SOxConverterState::HeaderDone;
-    if (len == 0 && !mark)
-        return COxByteArray("", 0);
-    COxByteArray out;
-    if (!prepareOutput(&out, len, 2, mark ? 2 : 0))
-        return COxByteArray();
     const bool big = order == OxBigEndian;
-    uchar* p = reinterpret_cast<uchar*>(out.data());
-    if (mark)
-        p = putUnit16(p, kByteOrderMark, big);
+    uchar* p;
+    COxByteArray out = startEncoding(len, state, 2, big, &p);
+    if (!p)
+        return out;
     for (int i = 0; i < len; ++i)
         p = putUnit16(p, units[i].unicode(), big);
     return out;
@@ -313,19 +328,12 @@ COxByteArray OxUtf32FromUnicode(const COxChar* units, int len, SOxConverterState
 {
     if (!units || len < 0)
         len = 0;
-    const bool mark = !state || !(state->flags & SOxConverterState::HeaderDone);
-    if (state)
-        state->flags |= SOxConverterState::HeaderDone;
-    if (len == 0 && !mark)
-        return COxByteArray("", 0);
-    COxByteArray out;
-    if (!prepareOutput(&out, len, 4, mark ? 4 : 0))
-        return COxByteArray();
     const bool big = order == OxBigEndian;
-    uchar* const begin = reinterpret_cast<uchar*>(out.data());
-    uchar* p = begin;
-    if (mark)
-        p = putUnit32(p, kByteOrderMark, big);
+    uchar* p;
+    COxByteArray out = startEncoding(len, state, 4, big, &p);
+    if (!p)
+        return out;
+    const uchar* const begin = reinterpret_cast<const uchar*>(out.constData());
     const ushort* u = reinterpret_cast<const ushort*>(units);
     for (int i = 0; i < len; ++i) {
         uint v = u[i];
