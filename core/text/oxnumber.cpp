@@ -91,15 +91,15 @@ int OxFormatDouble(char* out, double n, char format, int precision)
     constexpr int kMaxPrecision = 1100;
     if (precision > kMaxPrecision)
         precision = kMaxPrecision;
-    char spec[SOxNumberText::FormatBufferSize];
+    char pattern[SOxNumberText::FormatBufferSize];
     const char conversion = floatConversion(format);
     if (precision >= 0)
-        std::snprintf(spec, sizeof spec, "%%.%d%c", precision, conversion);
+        std::snprintf(pattern, sizeof pattern, "%%.%d%c", precision, conversion);
     else
-        std::snprintf(spec, sizeof spec, "%%%c", conversion);
+        std::snprintf(pattern, sizeof pattern, "%%%c", conversion);
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    int len = std::snprintf(out, SOxNumberText::FloatBufferSize, spec, n);
+    int len = std::snprintf(out, SOxNumberText::FloatBufferSize, pattern, n);
 #pragma GCC diagnostic pop
     if (len < 0) {
         out[0] = '\0';

@@ -26,47 +26,47 @@ void put64(std::vector<uint8_t>& out, size_t at, uint64_t value)
 
 } // namespace
 
-LutFileSpec lutFileSpec(uint32_t n, uint32_t seed)
+LutFileLayout lutFileLayout(uint32_t n, uint32_t seed)
 {
-    LutFileSpec spec;
-    spec.levelCount = n;
-    spec.levels.assign(n, 0.0f);
+    LutFileLayout layout;
+    layout.levelCount = n;
+    layout.levels.assign(n, 0.0f);
     for (uint32_t i = 1; i < n; ++i)
-        spec.levels[i] = float(i) / float(n - 1);
-    spec.grid.resize(size_t(n) * n * n * 3);
+        layout.levels[i] = float(i) / float(n - 1);
+    layout.grid.resize(size_t(n) * n * n * 3);
     std::mt19937 rng(seed);
     auto level = [n](uint32_t i) { return uint8_t(n > 1 ? i * 255 / (n - 1) : 0); };
     size_t e = 0;
     for (uint32_t r = 0; r < n; ++r)
         for (uint32_t g = 0; g < n; ++g)
             for (uint32_t b = 0; b < n; ++b) {
-                spec.grid[e++] = seed ? uint8_t(rng()) : level(r);
-                spec.grid[e++] = seed ? uint8_t(rng()) : level(g);
-                spec.grid[e++] = seed ? uint8_t(rng()) : level(b);
+                layout.grid[e++] = seed ? uint8_t(rng()) : level(r);
+                layout.grid[e++] = seed ? uint8_t(rng()) : level(g);
+                layout.grid[e++] = seed ? uint8_t(rng()) : level(b);
             }
-    return spec;
+    return layout;
 }
 
-std::vector<uint8_t> lutFileBytes(const LutFileSpec& spec)
+std::vector<uint8_t> lutFileBytes(const LutFileLayout& layout)
 {
     std::vector<uint8_t> out(48, 0);
-    memcpy(out.data(), spec.magic.data(), std::min<size_t>(spec.magic.size(), 8));
-    put32(out, 8, spec.version);
-    put32(out, 12, spec.levelCount);
-    put32(out, 16, spec.elementType);
-    put32(out, 20, spec.dimensions);
-    put64(out, 24, spec.reserved24);
-    put64(out, 32, spec.levelOffset);
-    put64(out, 40, spec.reserved40);
-    if (spec.levelOffset >= 48 && spec.levelOffset <= (1u << 20))
-        out.resize(size_t(spec.levelOffset), spec.gapByte);
-    for (float level : spec.levels) {
+    memcpy(out.data(), layout.magic.data(), std::min<size_t>(layout.magic.size(), 8));
+    put32(out, 8, layout.version);
+    put32(out, 12, layout.levelCount);
+    put32(out, 16, layout.elementType);
+    put32(out, 20, layout.dimensions);
+    put64(out, 24, layout.reserved24);
+    put64(out, 32, layout.levelOffset);
+    put64(out, 40, layout.reserved40);
+    if (layout.levelOffset >= 48 && layout.levelOffset <= (1u << 20))
+        out.resize(size_t(layout.levelOffset), layout.gapByte);
+    for (float level : layout.levels) {
         uint32_t bits;
         memcpy(&bits, &level, 4);
         out.resize(out.size() + 4);
         put32(out, out.size() - 4, bits);
     }
-    out.insert(out.end(), spec.grid.begin(), spec.grid.end());
+    out.insert(out.end(), layout.grid.begin(), layout.grid.end());
     return out;
 }
 

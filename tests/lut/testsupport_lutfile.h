@@ -2,10 +2,10 @@
 // be set, so a test writes exactly the file it needs, broken ones included,
 // into a temporary directory that goes away with the test.
 //
-//     LutFileSpec spec = lutFileSpec(17, 1);  // a valid 3D file, N = 17
-//     spec.version = 2;                       // ... that no loader accepts
+//     LutFileLayout layout = lutFileLayout(17, 1);  // a valid 3D file, N = 17
+//     layout.version = 2;                       // ... that no loader accepts
 //     LutTempDir dir;
-//     std::string path = dir.write("v2.lut", lutFileBytes(spec));
+//     std::string path = dir.write("v2.lut", lutFileBytes(layout));
 #ifndef TESTSUPPORT_LUTFILE_H
 #define TESTSUPPORT_LUTFILE_H
 
@@ -15,7 +15,7 @@
 
 namespace luttest {
 
-struct LutFileSpec {
+struct LutFileLayout {
     std::string magic = ".ZR-LUT "; // the first 8 bytes, cut or zero-padded to 8
     uint32_t version = 1;
     uint32_t levelCount = 0;        // the header's N, whatever the vectors hold
@@ -34,10 +34,10 @@ struct LutFileSpec {
 
 // A valid file of n evenly spaced levels and a grid of bytes from a generator
 // seeded with seed (seed 0: the identity grid, level i giving i * 255 / (n-1)).
-LutFileSpec lutFileSpec(uint32_t n, uint32_t seed);
+LutFileLayout lutFileLayout(uint32_t n, uint32_t seed);
 
 // The bytes of a file: 48-byte little-endian header, the levels, the grid.
-std::vector<uint8_t> lutFileBytes(const LutFileSpec& spec);
+std::vector<uint8_t> lutFileBytes(const LutFileLayout& layout);
 
 // A fresh directory under the temporary directory; removed, with every file
 // written through it, when the object goes away.
@@ -51,9 +51,9 @@ public:
     std::string path(const std::string& name) const { return m_path + "/" + name; }
     // Writes the bytes to the named file and returns its path.
     std::string write(const std::string& name, const std::vector<uint8_t>& bytes);
-    std::string write(const std::string& name, const LutFileSpec& spec)
+    std::string write(const std::string& name, const LutFileLayout& layout)
     {
-        return write(name, lutFileBytes(spec));
+        return write(name, lutFileBytes(layout));
     }
 
 private:

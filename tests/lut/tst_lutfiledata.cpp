@@ -30,10 +30,10 @@ size_t linesEndingWith(const OxLogCapture& log, const std::string& message)
 
 TEST(LutFileData, EachBrokenFileFailsWithItsMessageOrSilently)
 {
-    const LutFileSpec valid = lutFileSpec(17, 3);
+    const LutFileLayout valid = lutFileLayout(17, 3);
     const std::vector<uint8_t> validBytes = lutFileBytes(valid);
-    auto spec = [&](auto change) {
-        LutFileSpec s = valid;
+    auto changed = [&](auto change) {
+        LutFileLayout s = valid;
         change(s);
         return lutFileBytes(s);
     };
@@ -47,22 +47,22 @@ TEST(LutFileData, EachBrokenFileFailsWithItsMessageOrSilently)
     const Case cases[] = {
         {"empty", {}, nullptr},
         {"short magic", prefix(5), nullptr},
-        {"wrong magic", spec([](LutFileSpec& s) { s.magic = ".ZR-LUT!"; }), "Invalid lut file signature!"},
-        {"magic in another case", spec([](LutFileSpec& s) { s.magic = ".zr-lut "; }), "Invalid lut file signature!"},
+        {"wrong magic", changed([](LutFileLayout& s) { s.magic = ".ZR-LUT!"; }), "Invalid lut file signature!"},
+        {"magic in another case", changed([](LutFileLayout& s) { s.magic = ".zr-lut "; }), "Invalid lut file signature!"},
         {"version cut", prefix(10), nullptr},
-        {"version 2", spec([](LutFileSpec& s) { s.version = 2; }), nullptr},
-        {"version 0", spec([](LutFileSpec& s) { s.version = 0; }), nullptr},
+        {"version 2", changed([](LutFileLayout& s) { s.version = 2; }), nullptr},
+        {"version 0", changed([](LutFileLayout& s) { s.version = 0; }), nullptr},
         {"short header", prefix(47), "Failed to read lut file header!"},
-        {"element type 1", spec([](LutFileSpec& s) { s.elementType = 1; }), nullptr},
-        {"no levels", spec([](LutFileSpec& s) { s.levelCount = 0; }), nullptr},
-        {"66 levels", lutFileBytes(lutFileSpec(66, 0)), nullptr},
-        {"levels past the end", spec([](LutFileSpec& s) { s.levelOffset = uint64_t(1) << 30; }),
+        {"element type 1", changed([](LutFileLayout& s) { s.elementType = 1; }), nullptr},
+        {"no levels", changed([](LutFileLayout& s) { s.levelCount = 0; }), nullptr},
+        {"66 levels", lutFileBytes(lutFileLayout(66, 0)), nullptr},
+        {"levels past the end", changed([](LutFileLayout& s) { s.levelOffset = uint64_t(1) << 30; }),
          "Failed to read lut level values!"},
-        {"offset no file position can hold", spec([](LutFileSpec& s) { s.levelOffset = ~uint64_t(0); }), nullptr},
-        {"short levels", spec([](LutFileSpec& s) { s.levels.resize(16); s.grid.clear(); }),
+        {"offset no file position can hold", changed([](LutFileLayout& s) { s.levelOffset = ~uint64_t(0); }), nullptr},
+        {"short levels", changed([](LutFileLayout& s) { s.levels.resize(16); s.grid.clear(); }),
          "Failed to read lut level values!"},
-        {"short grid", spec([](LutFileSpec& s) { s.grid.pop_back(); }), "Failed to read lut data!"},
-        {"1D", spec([](LutFileSpec& s) { s.dimensions = 0; s.grid.resize(17 * 3); }),
+        {"short grid", changed([](LutFileLayout& s) { s.grid.pop_back(); }), "Failed to read lut data!"},
+        {"1D", changed([](LutFileLayout& s) { s.dimensions = 0; s.grid.resize(17 * 3); }),
          "We only support 3D LUT file!"},
     };
 
@@ -119,7 +119,7 @@ TEST(LutFileData, OpenFailureNamesThePath)
         OxLogCapture log;
         EXPECT_EQ(OxcLut3DLoadTableFromFile(name.c_str()), nullptr);
         EXPECT_EQ(linesEndingWith(log, "Failed to open lut file " + name), 1u);
-        dir.write("gr\xc3\xa4" "de.lut", lutFileSpec(2, 0));
+        dir.write("gr\xc3\xa4" "de.lut", lutFileLayout(2, 0));
         Lut3DTable* table = OxcLut3DLoadTableFromFile(name.c_str());
         EXPECT_NE(table, nullptr);
         OxcLut3DDestroyTable(table);
@@ -132,17 +132,17 @@ TEST(LutFileData, LoadsEveryTableSizeIntoThePaddedGrid)
     LutTempDir dir;
     for (uint32_t n : {1u, 2u, 17u, 33u, 65u}) {
         SCOPED_TRACE(n);
-        LutFileSpec spec = lutFileSpec(n, n);
+        LutFileLayout layout = lutFileLayout(n, n);
         if (n == 17) {
             // Levels away from the header, with junk in between and in the
             // reserved fields: only the offset counts.
-            spec.levelOffset = 100;
-            spec.gapByte = 0xEE;
-            spec.reserved24 = ~uint64_t(0);
-            spec.reserved40 = 0x0123456789abcdefull;
+            layout.levelOffset = 100;
+            layout.gapByte = 0xEE;
+            layout.reserved24 = ~uint64_t(0);
+            layout.reserved40 = 0x0123456789abcdefull;
         }
         OxLogCapture log;
-        Lut3DTable* table = OxcLut3DLoadTableFromFile(dir.write("table.lut", spec).c_str());
+        Lut3DTable* table = OxcLut3DLoadTableFromFile(dir.write("table.lut", layout).c_str());
         ASSERT_NE(table, nullptr);
         EXPECT_EQ(log.size(), 0u);
 
@@ -152,9 +152,9 @@ TEST(LutFileData, LoadsEveryTableSizeIntoThePaddedGrid)
         EXPECT_TRUE(file->is3D());
         EXPECT_EQ(file->elementType(), 0u);
         ASSERT_EQ(file->levelCount(), n);
-        EXPECT_EQ(memcmp(file->levelValues(), spec.levels.data(), n * sizeof(float)), 0);
+        EXPECT_EQ(memcmp(file->levelValues(), layout.levels.data(), n * sizeof(float)), 0);
         EXPECT_EQ(reinterpret_cast<uintptr_t>(file->gridBytes()) % 64, 0u);
-        EXPECT_EQ(memcmp(file->gridBytes(), spec.grid.data(), spec.grid.size()), 0);
+        EXPECT_EQ(memcmp(file->gridBytes(), layout.grid.data(), layout.grid.size()), 0);
 
         EXPECT_EQ(table->levelCount, n);
         EXPECT_EQ(table->rowStride, (n + 1) * 4);
@@ -164,7 +164,7 @@ TEST(LutFileData, LoadsEveryTableSizeIntoThePaddedGrid)
             for (uint32_t g = 0; g < n; ++g)
                 for (uint32_t b = 0; b < n; ++b) {
                     const uint8_t* cell = table->grid + r * table->planeStride + g * table->rowStride + b * 4;
-                    const uint8_t* entry = &spec.grid[((size_t(r) * n + g) * n + b) * 3];
+                    const uint8_t* entry = &layout.grid[((size_t(r) * n + g) * n + b) * 3];
                     mismatches += memcmp(cell, entry, 3) != 0;
                 }
         EXPECT_EQ(mismatches, 0u);
@@ -176,7 +176,7 @@ TEST(LutFileData, LoadsEveryTableSizeIntoThePaddedGrid)
     }
 
     // Unevenly spaced levels load as such.
-    LutFileSpec uneven = lutFileSpec(5, 9);
+    LutFileLayout uneven = lutFileLayout(5, 9);
     uneven.levels = {0.0f, 0.1f, 0.5f, 0.9f, 1.0f};
     Lut3DTable* table = OxcLut3DLoadTableFromFile(dir.write("uneven.lut", uneven).c_str());
     ASSERT_NE(table, nullptr);
@@ -201,7 +201,7 @@ TEST(LutFileData, HostileFilesReturnNullWithoutCrashOrLeak)
     };
 
     // Cut at every length.
-    const std::vector<uint8_t> small = lutFileBytes(lutFileSpec(2, 5));
+    const std::vector<uint8_t> small = lutFileBytes(lutFileLayout(2, 5));
     ASSERT_EQ(small.size(), 48u + 2 * 4 + 8 * 3);
     for (size_t length = 0; length < small.size(); ++length)
         EXPECT_FALSE(load(std::vector<uint8_t>(small.begin(), small.begin() + length))) << length;
@@ -209,9 +209,9 @@ TEST(LutFileData, HostileFilesReturnNullWithoutCrashOrLeak)
 
     // Level counts no table can have, over a body made for N = 2.
     for (uint32_t n : {0u, 66u, 1000u, 0x10000u, 0x80000000u, 0xffffffffu}) {
-        LutFileSpec spec = lutFileSpec(2, 5);
-        spec.levelCount = n;
-        EXPECT_FALSE(load(lutFileBytes(spec))) << n;
+        LutFileLayout layout = lutFileLayout(2, 5);
+        layout.levelCount = n;
+        EXPECT_FALSE(load(lutFileBytes(layout))) << n;
     }
     // Level offsets at and past the end.
     for (uint64_t offset : {uint64_t(small.size()), uint64_t(small.size()) - 1, uint64_t(1) << 40,
@@ -226,7 +226,7 @@ TEST(LutFileData, HostileFilesReturnNullWithoutCrashOrLeak)
     // copies of a valid file.
     std::mt19937 rng(20240611);
     auto below = [&](uint32_t n) { return uint32_t(rng() % n); };
-    const std::vector<uint8_t> valid = lutFileBytes(lutFileSpec(3, 7));
+    const std::vector<uint8_t> valid = lutFileBytes(lutFileLayout(3, 7));
     int failures = 0;
     for (int i = 0; i < 300; ++i) {
         std::vector<uint8_t> bytes;
@@ -237,12 +237,12 @@ TEST(LutFileData, HostileFilesReturnNullWithoutCrashOrLeak)
             if (bytes.size() >= 8 && below(2))
                 memcpy(bytes.data(), ".ZR-LUT ", 8);
         } else if (i % 3 == 1) {
-            LutFileSpec spec = lutFileSpec(1 + below(6), 1 + i);
-            spec.levelCount = below(4) ? spec.levelCount : below(80);
-            spec.elementType = below(8) ? 0 : rng();
-            spec.dimensions = below(4) ? 1 : rng() & 1;
-            spec.levelOffset = below(4) ? 48 : below(2) ? below(400) : (uint64_t(rng()) << 32 | rng());
-            bytes = lutFileBytes(spec);
+            LutFileLayout layout = lutFileLayout(1 + below(6), 1 + i);
+            layout.levelCount = below(4) ? layout.levelCount : below(80);
+            layout.elementType = below(8) ? 0 : rng();
+            layout.dimensions = below(4) ? 1 : rng() & 1;
+            layout.levelOffset = below(4) ? 48 : below(2) ? below(400) : (uint64_t(rng()) << 32 | rng());
+            bytes = lutFileBytes(layout);
             bytes.resize(bytes.size() - below(uint32_t(bytes.size()) / 4 + 1));
         } else {
             bytes = valid;

@@ -31,8 +31,8 @@ class OxLut3D : public testing::Test {
 protected:
     void SetUp() override
     {
-        m_uniform.reset(OxcLut3DLoadTableFromFile(m_dir.write("uniform.lut", lutFileSpec(17, 11)).c_str()));
-        LutFileSpec uneven = lutFileSpec(9, 12);
+        m_uniform.reset(OxcLut3DLoadTableFromFile(m_dir.write("uniform.lut", lutFileLayout(17, 11)).c_str()));
+        LutFileLayout uneven = lutFileLayout(9, 12);
         uneven.levels = {0.0f, 0.05f, 0.1f, 0.2f, 0.35f, 0.5f, 0.7f, 0.85f, 0.97f};
         m_uneven.reset(OxcLut3DLoadTableFromFile(m_dir.write("uneven.lut", uneven).c_str()));
         ASSERT_TRUE(m_uniform && m_uneven);
