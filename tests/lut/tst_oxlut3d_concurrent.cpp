@@ -16,7 +16,7 @@ using namespace luttest;
 TEST(OxLut3DConcurrent, TwoEffectsShareOneTable)
 {
     LutTempDir dir;
-    Lut3DTable* table = OxcLut3DLoadTableFromFile(dir.write("shared.lut", lutFileSpec(33, 21)).c_str());
+    Lut3DTable* table = OxcLut3DLoadTableFromFile(dir.write("shared.lut", lutFileLayout(33, 21)).c_str());
     ASSERT_NE(table, nullptr);
 
     struct Job {
