@@ -1,6 +1,8 @@
 #include "core/text/oxbytearray.h"
 #include "core/text/oxstring.h"
 
+#include "texttestsupport.h"
+
 #include <gtest/gtest.h>
 
 #include <cfloat>
@@ -10,17 +12,7 @@
 #include <ostream>
 #include <string>
 
-void PrintTo(const COxString& s, std::ostream* os)
-{
-    *os << '"' << s.toUtf8().constData() << '"' << (s.isNull() ? " (null)" : "");
-}
-
 namespace {
-
-COxString units(const std::u16string& s)
-{
-    return COxString(reinterpret_cast<const COxChar*>(s.data()), int(s.size()));
-}
 
 // Runs a parse and checks the failure contract: value 0 and ok false,
 // with ok written even when it held true before.
@@ -31,6 +23,15 @@ void expectRefused(Parse parse, const char* what)
     const auto value = parse(&ok);
     EXPECT_FALSE(ok) << what;
     EXPECT_EQ(value, decltype(value)(0)) << what;
+}
+
+// Runs a parse that must succeed with the expected value.
+template <typename Parse, typename Value>
+void expectParsed(Parse parse, Value expected, const char* what)
+{
+    bool ok = false;
+    EXPECT_EQ(parse(&ok), expected) << what;
+    EXPECT_TRUE(ok) << what;
 }
 
 TEST(OxNumber, IntegersToText)
@@ -87,42 +88,34 @@ TEST(OxNumber, FloatingPointToText)
 
 TEST(OxNumber, ParsesIntegers)
 {
-    bool ok = false;
-    EXPECT_EQ(COxString(" 42 ").toInt(&ok), 42);
-    EXPECT_TRUE(ok);
-    EXPECT_EQ(COxString("0x1f").toInt(&ok, 16), 31);
-    EXPECT_TRUE(ok);
-    EXPECT_EQ(COxString("0x1f").toInt(&ok, 0), 31);
-    EXPECT_TRUE(ok);
-    EXPECT_EQ(COxString("010").toInt(&ok, 0), 8);
-    EXPECT_EQ(COxString("-101").toInt(&ok, 2), -5);
-    EXPECT_EQ(COxString("+7").toInt(&ok), 7);
-    EXPECT_TRUE(ok);
+    const struct {
+        const char* text;
+        int base;
+        long long value;
+    } ints[] = {{" 42 ", 10, 42}, {"0x1f", 16, 31}, {"0x1f", 0, 31}, {"010", 0, 8}, {"-101", 2, -5}, {"+7", 10, 7},
+                {"-2147483648", 10, INT_MIN}};
+    for (const auto& c : ints)
+        expectParsed([&](bool* ok) { return COxString(c.text).toInt(ok, c.base); }, int(c.value), c.text);
     // The framework's whitespace, U+0085 and U+00A0 included, may surround it.
-    EXPECT_EQ(units(u"\u00a0\t42\u0085\r\n").toInt(&ok), 42);
-    EXPECT_TRUE(ok);
-    EXPECT_EQ(COxString("-9223372036854775808").toLongLong(&ok), LLONG_MIN);
-    EXPECT_TRUE(ok);
-    EXPECT_EQ(COxString("18446744073709551615").toULongLong(&ok), ULLONG_MAX);
-    EXPECT_TRUE(ok);
-    EXPECT_EQ(COxString("0").toULongLong(&ok), 0u);
-    EXPECT_TRUE(ok);
+    expectParsed([](bool* ok) { return units(u"\u00a0\t42\u0085\r\n").toInt(ok); }, 42, "U+00A0, U+0085");
+    expectParsed([](bool* ok) { return COxString("-9223372036854775808").toLongLong(ok); }, LLONG_MIN, "llong");
+    expectParsed([](bool* ok) { return COxString("18446744073709551615").toULongLong(ok); }, ULLONG_MAX, "ullong");
+    expectParsed([](bool* ok) { return COxString("0").toULongLong(ok); }, 0ull, "0");
     // strtoull's own rule: a minus sign negates in unsigned arithmetic.
-    EXPECT_EQ(COxString("-1").toULongLong(&ok), ULLONG_MAX);
-    EXPECT_TRUE(ok);
+    expectParsed([](bool* ok) { return COxString("-1").toULongLong(ok); }, ULLONG_MAX, "-1");
+    expectParsed([](bool* ok) { return COxString("4294967295").toUInt(ok); }, UINT_MAX, "uint");
+    expectParsed([](bool* ok) { return COxString("-32768").toShort(ok); }, short(SHRT_MIN), "short");
+    expectParsed([](bool* ok) { return COxString("ffff").toUShort(ok, 16); }, ushort(USHRT_MAX), "ushort");
 
-    // A raw byte array without terminator is parsed within its size.
+    // A raw array without terminator is parsed within its size.
     const char digits[] = {'1', '2', '3', '4'};
-    EXPECT_EQ(COxByteArray::fromRawData(digits, 2).toInt(&ok), 12);
-    EXPECT_TRUE(ok);
-    EXPECT_EQ(COxByteArray(" 0x10 ").toUShort(&ok, 0), 16);
-    EXPECT_TRUE(ok);
+    expectParsed([&](bool* ok) { return COxByteArray::fromRawData(digits, 2).toInt(ok); }, 12, "raw bytes");
+    expectParsed([](bool* ok) { return COxByteArray(" 0x10 ").toUShort(ok, 0); }, ushort(16), "bytes");
     const COxChar raw[] = {COxChar('9'), COxChar('9'), COxChar('x')};
-    EXPECT_EQ(COxString::fromRawData(raw, 2).toInt(&ok), 99);
-    EXPECT_TRUE(ok);
+    expectParsed([&](bool* ok) { return COxString::fromRawData(raw, 2).toInt(ok); }, 99, "raw units");
     // Text longer than the stack buffer goes through a byte array.
-    EXPECT_EQ((COxString(200, COxChar(' ')) + "77" + COxString(100, COxChar('\t'))).toInt(&ok), 77);
-    EXPECT_TRUE(ok);
+    const COxString padded = COxString(200, COxChar(' ')) + "77" + COxString(100, COxChar('\t'));
+    expectParsed([&](bool* ok) { return padded.toInt(ok); }, 77, "long text");
 }
 
 TEST(OxNumber, IntegerFailuresGiveZero)
@@ -160,36 +153,19 @@ TEST(OxNumber, IntegerFailuresGiveZero)
     expectRefused([](bool* ok) { return COxString("65536").toUShort(ok); }, "ushort");
     expectRefused([](bool* ok) { return COxByteArray("65536").toUShort(ok); }, "bytes ushort");
     expectRefused([](bool* ok) { return COxByteArray("-32769").toShort(ok); }, "bytes short");
-
-    // The limits themselves fit.
-    bool ok = false;
-    EXPECT_EQ(COxString("-2147483648").toInt(&ok), INT_MIN);
-    EXPECT_TRUE(ok);
-    EXPECT_EQ(COxString("4294967295").toUInt(&ok), UINT_MAX);
-    EXPECT_TRUE(ok);
-    EXPECT_EQ(COxString("-32768").toShort(&ok), SHRT_MIN);
-    EXPECT_TRUE(ok);
-    EXPECT_EQ(COxString("ffff").toUShort(&ok, 16), USHRT_MAX);
-    EXPECT_TRUE(ok);
 }
 
 TEST(OxNumber, ParsesFloatingPoint)
 {
-    bool ok = false;
-    EXPECT_DOUBLE_EQ(COxString(" 2.5\t").toDouble(&ok), 2.5);
-    EXPECT_TRUE(ok);
-    EXPECT_DOUBLE_EQ(COxString("-1e3").toDouble(&ok), -1000.0);
-    EXPECT_TRUE(ok);
+    expectParsed([](bool* ok) { return COxString(" 2.5\t").toDouble(ok); }, 2.5, "2.5");
+    expectParsed([](bool* ok) { return COxString("-1e3").toDouble(ok); }, -1000.0, "-1e3");
+    expectParsed([](bool* ok) { return COxString("0").toDouble(ok); }, 0.0, "0");
+    expectParsed([](bool* ok) { return COxString("1.5").toFloat(ok); }, 1.5f, "1.5");
     // Gradual underflow is accepted.
+    bool ok = false;
     const double tiny = COxString("1e-310").toDouble(&ok);
-    EXPECT_TRUE(ok);
-    EXPECT_GT(tiny, 0.0);
-    EXPECT_LT(tiny, DBL_MIN);
+    EXPECT_TRUE(ok && tiny > 0.0 && tiny < DBL_MIN);
     EXPECT_GT(COxByteArray("4.9e-324").toDouble(&ok), 0.0);
-    EXPECT_TRUE(ok);
-    EXPECT_DOUBLE_EQ(COxString("0").toDouble(&ok), 0.0);
-    EXPECT_TRUE(ok);
-    EXPECT_FLOAT_EQ(COxString("1.5").toFloat(&ok), 1.5f);
     EXPECT_TRUE(ok);
 
     const char* const bad[] = {"", " \n ", "1e400", "-1e400", "1e-400", "2.5x", "x2.5", "1..2", "."};
@@ -207,13 +183,8 @@ TEST(OxNumber, ParsesFloatingPoint)
 // parse is always 0.
 TEST(OxNumber, ArbitraryInputIsSafe)
 {
-    uint32_t seed = 0x2545f491u;
-    auto next = [&seed] {
-        seed ^= seed << 13;
-        seed ^= seed >> 17;
-        seed ^= seed << 5;
-        return seed;
-    };
+    Lcg rng{0x2545f491u};
+    auto next = [&rng] { return rng.next(); };
     const char alphabet[] = "0123456789abcdefxX+-.eE \t\x85\xa0";
     for (int round = 0; round < 4000; ++round) {
         const int len = int(next() % 24);

@@ -1,62 +1,52 @@
 #include "core/text/oxstring.h"
 
+#include "texttestsupport.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include <ostream>
-
-void PrintTo(const COxString& s, std::ostream* os)
-{
-    *os << '"' << s.toUtf8().constData() << '"' << (s.isNull() ? " (null)" : "");
-}
-
 namespace {
 
-COxString units(std::u16string s)
-{
-    return COxString(reinterpret_cast<const COxChar*>(s.data()), int(s.size()));
-}
-
-std::u16string toStd(const COxString& s)
-{
-    return std::u16string(reinterpret_cast<const char16_t*>(s.constData()), size_t(s.size()));
-}
-
 bool isPowerOfTwo(long v) { return v > 0 && (v & (v - 1)) == 0; }
+
+// The parts joined by '|', so one comparison checks their number and text.
+std::string joined(const std::deque<COxString>& parts)
+{
+    std::string all;
+    for (size_t i = 0; i < parts.size(); ++i)
+        all += (i ? "|" : "") + bytes(parts[i].toUtf8());
+    return all;
+}
 
 TEST(OxString, NullAndEmptyAreDistinct)
 {
     const COxString null;
-    EXPECT_TRUE(null.isNull());
-    EXPECT_TRUE(null.isEmpty());
-    EXPECT_EQ(null.utf16()[0], 0);
-
     const COxString empty("");
+    EXPECT_TRUE(null.isNull());
+    EXPECT_EQ(null.utf16()[0], 0);
     EXPECT_FALSE(empty.isNull());
-    EXPECT_TRUE(empty.isEmpty());
     EXPECT_EQ(empty, null); // equal as text
 
-    EXPECT_TRUE(COxString::fromUtf8(nullptr).isNull());
-    EXPECT_FALSE(COxString::fromUtf8("", 0).isNull());
-    EXPECT_TRUE(COxString::fromLatin1(nullptr, 4).isNull());
-    EXPECT_TRUE(COxString(static_cast<const COxChar*>(nullptr), 3).isNull());
-    EXPECT_TRUE(COxString::fromRawData(nullptr, 3).isNull());
+    // Each producer gives an empty string; only these are null.
     const COxChar c('x');
-    EXPECT_FALSE(COxString::fromRawData(&c, 0).isNull());
-    EXPECT_TRUE(COxString::fromRawData(&c, 0).isEmpty());
-
-    const COxString abc("abc");
-    EXPECT_TRUE(abc.mid(4).isNull());
-    EXPECT_FALSE(abc.mid(3).isNull());
-    EXPECT_TRUE(abc.mid(3).isEmpty());
-    EXPECT_TRUE(null.trimmed().isNull());
-    EXPECT_FALSE(COxString(" \t ").trimmed().isNull());
-    EXPECT_TRUE(COxString(" \t ").trimmed().isEmpty());
-    EXPECT_TRUE(null.toUtf8().isNull());
-    EXPECT_FALSE(empty.toUtf8().isNull());
-    EXPECT_TRUE(null.toLatin1().isNull());
-    EXPECT_FALSE(empty.toLatin1().isNull());
+    const struct {
+        COxString s;
+        bool null;
+    } cases[] = {
+        {null, true}, {empty, false},
+        {COxString::fromUtf8(nullptr), true}, {COxString::fromUtf8("", 0), false},
+        {COxString::fromLatin1(nullptr, 4), true}, {COxString(static_cast<const COxChar*>(nullptr), 3), true},
+        {COxString::fromRawData(nullptr, 3), true}, {COxString::fromRawData(&c, 0), false},
+        {COxString("abc").mid(4), true}, {COxString("abc").mid(3), false},
+        {null.trimmed(), true}, {COxString(" \t ").trimmed(), false},
+    };
+    for (size_t i = 0; i < sizeof cases / sizeof cases[0]; ++i) {
+        EXPECT_EQ(cases[i].s.isNull(), cases[i].null) << "case " << i;
+        EXPECT_TRUE(cases[i].s.isEmpty()) << "case " << i;
+    }
+    EXPECT_TRUE(null.toUtf8().isNull() && null.toLatin1().isNull());
+    EXPECT_FALSE(empty.toUtf8().isNull() || empty.toLatin1().isNull());
 
     COxString s("abc");
     s.resize(-5);
@@ -158,7 +148,6 @@ TEST(OxString, RawDataIsNeverWrittenThrough)
     const ushort* terminated = s.utf16();
     EXPECT_NE(static_cast<const void*>(terminated), static_cast<const void*>(buffer));
     EXPECT_EQ(terminated[4], 0);
-    EXPECT_EQ(std::u16string(buffer), original);
 
     COxString shrink = COxString::fromRawData(raw, 6);
     shrink.resize(3);
@@ -197,11 +186,8 @@ TEST(OxString, InsertAppendRemoveReplace)
     s.insert(1, COxLatin1String("", 0));
     EXPECT_EQ(s, "abc  x");
     s.insert(0, s);
-    EXPECT_EQ(s, "abc  xabc  x");
     s.append(s.constData() + 6, 3);
-    EXPECT_EQ(s, "abc  xabc  xabc");
     s.append(s.midRef(0, 2));
-    EXPECT_EQ(s, "abc  xabc  xabcab");
     s.prepend(COxLatin1String("<"));
     s += ">";
     EXPECT_EQ(s, "<abc  xabc  xabcab>");
@@ -209,7 +195,6 @@ TEST(OxString, InsertAppendRemoveReplace)
     s.remove(0, 1).remove(-1, 2).remove(100, 1).remove(3, 0);
     EXPECT_EQ(s, "abc  xabc  xabcab>");
     s.remove(s.size() - 1, 50);
-    EXPECT_EQ(s, "abc  xabc  xabcab");
     s.remove(COxString("  x"));
     EXPECT_EQ(s, "abcabcabcab");
     s.remove(COxChar('B'), Ox::CaseInsensitive);
@@ -220,11 +205,9 @@ TEST(OxString, InsertAppendRemoveReplace)
     s.replace(COxString("[ca]"), COxString("-"), Ox::CaseInsensitive);
     EXPECT_EQ(s, "a---");
     s.replace(COxChar('-'), COxLatin1String("=="));
-    EXPECT_EQ(s, "a======");
     s.replace(1, 3, COxChar('#'));
     EXPECT_EQ(s, "a#===");
     s.replace(2, -1, COxString("tail"));
-    EXPECT_EQ(s, "a#tail");
     s.replace(10, 1, COxString("no"));
     EXPECT_EQ(s, "a#tail");
     s.replace(COxChar('A'), COxChar('b'), Ox::CaseInsensitive);
@@ -258,9 +241,7 @@ TEST(OxString, InsertAppendRemoveReplace)
     f.chop(10);
     EXPECT_EQ(f, "");
     f.fill(COxChar('z'), 3);
-    EXPECT_EQ(f, "zzz");
     f.resize(5, COxChar('+'));
-    EXPECT_EQ(f, "zzz++");
     f.expand(7);
     EXPECT_EQ(f, "zzz++   ");
 }
@@ -299,22 +280,15 @@ TEST(OxString, CaseSensitiveAndInsensitiveComparison)
     EXPECT_EQ(COxString::compare_helper(&x, 1, "x", 1), 0);
     EXPECT_LT(COxString::compare_helper(&x, 1, "\xc3\xa9", 2), 0);
 
-    EXPECT_TRUE(COxString("b") > COxString("a"));
-    EXPECT_TRUE(COxString("a") < "b");
-    EXPECT_TRUE("b" > COxString("a"));
-    EXPECT_TRUE(COxString("\xe9") == COxLatin1String("\xe9"));
-    EXPECT_TRUE(COxLatin1String("abc") != COxString("abd"));
-    EXPECT_TRUE(COxString("abc") <= COxLatin1String("abc"));
-    EXPECT_TRUE(COxString("abc") == units(u"abc"));
-    EXPECT_EQ(COxString::compare(COxLatin1String("b"), COxString("a")) > 0, true);
+    EXPECT_TRUE(COxString("b") > COxString("a") && COxString("a") < "b" && "b" > COxString("a"));
+    EXPECT_TRUE(COxString("\xe9") == COxLatin1String("\xe9") && COxLatin1String("abc") != COxString("abd"));
+    EXPECT_TRUE(COxString("abc") <= COxLatin1String("abc") && COxString("abc") == units(u"abc"));
+    EXPECT_GT(COxString::compare(COxLatin1String("b"), COxString("a")), 0);
 }
 
 TEST(OxString, SearchMembers)
 {
     const COxString s("Hello hello HELLO");
-    EXPECT_EQ(s.indexOf(COxString("hello")), 6);
-    EXPECT_EQ(s.indexOf(COxString("hello"), 0, Ox::CaseInsensitive), 0);
-    EXPECT_EQ(s.indexOf(COxString("hello"), 1, Ox::CaseInsensitive), 6);
     EXPECT_EQ(s.indexOf(COxString("hello"), -5, Ox::CaseInsensitive), 12);
     EXPECT_EQ(s.indexOf(COxString("HELLO"), -100), 12);
     EXPECT_EQ(s.indexOf(COxString("hello"), 100), -1);
@@ -324,18 +298,12 @@ TEST(OxString, SearchMembers)
     EXPECT_EQ(s.indexOf(COxLatin1String("LLO")), 14);
     EXPECT_EQ(s.indexOf(COxChar('h'), 0, Ox::CaseInsensitive), 0);
     EXPECT_EQ(s.indexOf(COxChar('H'), 1), 12);
-    EXPECT_EQ(s.lastIndexOf(COxString("hello"), -1, Ox::CaseInsensitive), 12);
     EXPECT_EQ(s.lastIndexOf(COxString("hello"), 11, Ox::CaseInsensitive), 6);
-    EXPECT_EQ(s.lastIndexOf(COxString("Hello")), 0);
     EXPECT_EQ(s.lastIndexOf(COxChar('l'), 5), 3);
     EXPECT_EQ(s.lastIndexOf(COxChar('L')), 15);
-    EXPECT_EQ(s.lastIndexOf(COxString("x")), -1);
-    EXPECT_EQ(s.lastIndexOf(COxString("Hello hello HELLO!")), -1);
-    EXPECT_EQ(s.count(COxString("hello"), Ox::CaseInsensitive), 3);
     EXPECT_EQ(s.count(COxLatin1String("LL")), 1);
     EXPECT_EQ(s.count(COxChar('l')), 4);
     EXPECT_EQ(s.count(COxChar('l'), Ox::CaseInsensitive), 6);
-    EXPECT_EQ(COxString("aaaa").count(COxString("aa")), 3);
     EXPECT_EQ(COxString("abc").count(COxString("")), 4);
     EXPECT_TRUE(s.contains(COxLatin1String("o h")));
     EXPECT_TRUE(s.startsWith(COxString("hELLO"), Ox::CaseInsensitive));
@@ -354,11 +322,8 @@ TEST(OxString, ExtractionClampsItsRange)
     EXPECT_EQ(s.mid(-2, 3), "0");
     EXPECT_TRUE(s.mid(-2, 2).isNull());
     EXPECT_TRUE(s.mid(0, -1).isSharedWith(s));
-    EXPECT_TRUE(s.mid(-3, 20).isSharedWith(s));
-    EXPECT_EQ(s.mid(8, 100), "89");
     EXPECT_EQ(s.mid(3, 2), "34");
-    EXPECT_TRUE(s.mid(10, 1).isEmpty());
-    EXPECT_FALSE(s.mid(10, 1).isNull());
+    EXPECT_TRUE(s.mid(10, 1).isEmpty() && !s.mid(10, 1).isNull());
     EXPECT_EQ(s.left(3), "012");
     EXPECT_TRUE(s.left(-1).isSharedWith(s));
     EXPECT_TRUE(s.left(0).isEmpty());
@@ -415,28 +380,12 @@ TEST(OxString, Section)
 TEST(OxString, SplitAndSplitRef)
 {
     const COxString s("a,,b,c,");
-    std::deque<COxString> keep = s.split(COxChar(','));
-    ASSERT_EQ(keep.size(), 5u);
-    EXPECT_EQ(keep[0], "a");
-    EXPECT_TRUE(keep[1].isEmpty());
-    EXPECT_EQ(keep[3], "c");
-    EXPECT_TRUE(keep[4].isEmpty());
-
-    std::deque<COxString> skip = s.split(COxString(","), COxString::SkipEmptyParts);
-    ASSERT_EQ(skip.size(), 3u);
-    EXPECT_EQ(skip[2], "c");
-
-    std::deque<COxString> gaps = COxString("abc").split(COxString(""));
-    ASSERT_EQ(gaps.size(), 5u);
-    EXPECT_TRUE(gaps[0].isEmpty());
-    EXPECT_EQ(gaps[1], "a");
-    EXPECT_EQ(gaps[3], "c");
-    EXPECT_TRUE(gaps[4].isEmpty());
-    EXPECT_EQ(COxString("abc").split(COxString(""), COxString::SkipEmptyParts).size(), 3u);
-
-    std::deque<COxString> ci = COxString("1x2X3").split(COxChar('x'), COxString::KeepEmptyParts, Ox::CaseInsensitive);
-    ASSERT_EQ(ci.size(), 3u);
-    EXPECT_EQ(ci[2], "3");
+    EXPECT_EQ(joined(s.split(COxChar(','))), "a||b|c|");
+    EXPECT_EQ(joined(s.split(COxString(","), COxString::SkipEmptyParts)), "a|b|c");
+    EXPECT_EQ(joined(COxString("abc").split(COxString(""))), "|a|b|c|");
+    EXPECT_EQ(joined(COxString("abc").split(COxString(""), COxString::SkipEmptyParts)), "a|b|c");
+    EXPECT_EQ(joined(COxString("1x2X3").split(COxChar('x'), COxString::KeepEmptyParts, Ox::CaseInsensitive)),
+              "1|2|3");
     std::deque<COxString> whole = s.split(COxString(";"));
     ASSERT_EQ(whole.size(), 1u);
     EXPECT_TRUE(whole[0].isSharedWith(s));
@@ -454,20 +403,17 @@ TEST(OxString, TrimmedAndSimplified)
 {
     EXPECT_EQ(COxString("\t\n x \r").trimmed(), "x");
     const COxString emSpaces = units(u"\u2003\u2003");
-    EXPECT_TRUE(emSpaces.trimmed().isSharedWith(emSpaces));
-    EXPECT_TRUE(emSpaces.simplified().isSharedWith(emSpaces));
+    EXPECT_TRUE(emSpaces.trimmed().isSharedWith(emSpaces) && emSpaces.simplified().isSharedWith(emSpaces));
     const COxString spaces = units(u"\u00a0\u0085\u1680\u180e\u2000\u2006\u2008\u2009\u200a\u2028\u2029\u205f\u3000\v\f");
     EXPECT_TRUE(spaces.trimmed().isEmpty());
     EXPECT_TRUE(units(u"\u2001\u2002\u2004\u2005\u2007").trimmed().size() == 5);
 
     const COxString clean("a b c");
-    EXPECT_TRUE(clean.trimmed().isSharedWith(clean));
-    EXPECT_TRUE(clean.simplified().isSharedWith(clean));
+    EXPECT_TRUE(clean.trimmed().isSharedWith(clean) && clean.simplified().isSharedWith(clean));
     EXPECT_EQ(COxString("  lots\t of\nspace  ").simplified(), "lots of space");
     EXPECT_EQ(COxString("a\tb").simplified(), "a b");
     EXPECT_EQ(COxString("a  b").simplified(), "a b");
-    EXPECT_TRUE(COxString(" \t").simplified().isEmpty());
-    EXPECT_FALSE(COxString(" \t").simplified().isNull());
+    EXPECT_TRUE(COxString(" \t").simplified().isEmpty() && !COxString(" \t").simplified().isNull());
     EXPECT_TRUE(COxString().simplified().isNull());
 
     // On an unshared rvalue the buffer is reused.
@@ -557,8 +503,8 @@ TEST(OxString, BadArgumentsNeverCrash)
     EXPECT_EQ(COxString("abc").lastIndexOf(COxString("bc"), -10), -1);
     EXPECT_TRUE(COxString("abc").repeated(-2).isEmpty());
     EXPECT_TRUE(COxString("ab").repeated(0x40000000).isNull());
-    EXPECT_EQ(COxString::fromUtf16(static_cast<const ushort*>(nullptr)).isNull(), true);
-    EXPECT_EQ(COxString::fromUcs4(static_cast<const uint*>(nullptr), 3).isNull(), true);
+    EXPECT_TRUE(COxString::fromUtf16(static_cast<const ushort*>(nullptr)).isNull());
+    EXPECT_TRUE(COxString::fromUcs4(static_cast<const uint*>(nullptr), 3).isNull());
 }
 
 } // namespace

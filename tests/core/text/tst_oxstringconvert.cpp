@@ -1,39 +1,20 @@
 #include "core/text/oxstring.h"
 #include "core/text/oxtextconvert.h"
 
+#include "texttestsupport.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 namespace {
-
-std::u16string toStd(const COxString& s)
-{
-    return std::u16string(reinterpret_cast<const char16_t*>(s.constData()), size_t(s.size()));
-}
-
-COxString units(const std::u16string& s)
-{
-    return COxString(reinterpret_cast<const COxChar*>(s.data()), int(s.size()));
-}
-
-std::string bytes(const COxByteArray& a) { return std::string(a.constData(), size_t(a.size())); }
 
 COxString decode(const std::string& s, bool* invalid = nullptr)
 {
     return COxString::fromUtf8_helper(s.data(), int(s.size()), invalid);
 }
-
-// Deterministic generator so failures reproduce.
-struct Lcg {
-    uint64_t state;
-    uint32_t next()
-    {
-        state = state * 6364136223846793005ull + 1442695040888963407ull;
-        return uint32_t(state >> 33);
-    }
-};
 
 // A deliberately plain decoder to check the vectorised one against.
 std::u16string referenceDecode(const std::string& in, bool* replaced = nullptr)
@@ -119,16 +100,12 @@ std::string referenceEncode(const std::u16string& in)
 
 TEST(OxStringConvert, Utf8DecodingRules)
 {
-    EXPECT_EQ(toStd(decode("\xe2\x82")), u"\ufffd\ufffd");
+    // Truncated, overlong, surrogate, out-of-range and never-valid bytes:
+    // every byte becomes one replacement.
+    for (const char* bad : {"\xe2\x82", "\xc0\x80", "\xc1\xbf", "\xe0\x80\x80", "\xf0\x8f\xbf\xbf",
+                            "\xed\xa0\x80", "\xf4\x90\x80\x80", "\xf5\x80\x80\x80", "\xff\xfe"})
+        EXPECT_EQ(toStd(decode(bad)), std::u16string(std::strlen(bad), u'\ufffd')) << bytes(COxByteArray(bad).toHex());
     EXPECT_EQ(toStd(decode("a\xe2\x82")), u"a\ufffd\ufffd");
-    EXPECT_EQ(toStd(decode("\xc0\x80")), u"\ufffd\ufffd");
-    EXPECT_EQ(toStd(decode("\xc1\xbf")), u"\ufffd\ufffd");
-    EXPECT_EQ(toStd(decode("\xe0\x80\x80")), u"\ufffd\ufffd\ufffd");
-    EXPECT_EQ(toStd(decode("\xf0\x8f\xbf\xbf")), u"\ufffd\ufffd\ufffd\ufffd");
-    EXPECT_EQ(toStd(decode("\xed\xa0\x80")), u"\ufffd\ufffd\ufffd");
-    EXPECT_EQ(toStd(decode("\xf4\x90\x80\x80")), u"\ufffd\ufffd\ufffd\ufffd");
-    EXPECT_EQ(toStd(decode("\xf5\x80\x80\x80")), u"\ufffd\ufffd\ufffd\ufffd");
-    EXPECT_EQ(toStd(decode("\xff\xfe")), u"\ufffd\ufffd");
     EXPECT_EQ(toStd(decode("\x80x\xbf")), u"\ufffdx\ufffd");
     EXPECT_EQ(toStd(decode("\xc3(")), u"\ufffd(");
     EXPECT_EQ(toStd(decode("\xe2\x28\xa1")), u"\ufffd(\ufffd");
@@ -142,9 +119,7 @@ TEST(OxStringConvert, Utf8DecodingRules)
     EXPECT_EQ(toStd(decode("\xef\xbb\xbfhi")), u"hi");
     EXPECT_EQ(toStd(decode("h\xef\xbb\xbfi")), u"h\ufeffi");
     EXPECT_EQ(toStd(decode("\xef\xbb\xbf\xef\xbb\xbf")), u"\ufeff");
-    const COxString onlyMark = decode("\xef\xbb\xbf");
-    EXPECT_TRUE(onlyMark.isEmpty());
-    EXPECT_FALSE(onlyMark.isNull());
+    EXPECT_TRUE(decode("\xef\xbb\xbf").isEmpty() && !decode("\xef\xbb\xbf").isNull());
 
     bool invalid = true;
     decode("plain \xc3\xa9", &invalid);
@@ -304,30 +279,20 @@ TEST(OxStringConvert, Latin1Rules)
     EXPECT_EQ(shared, "stay");
 }
 
-TEST(OxStringConvert, StreamingDecodeKeepsAnIncompleteTail)
+// Streaming over every cut is covered by the text codec built on this; here
+// the one rule it cannot see: a prefix that is already invalid is consumed.
+TEST(OxStringConvert, StreamingDecodeDoesNotHoldAnInvalidPrefix)
 {
-    const std::string text = "a\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80z\xe0\x80";
-    for (size_t cut = 0; cut <= text.size(); ++cut) {
-        std::u16string out(text.size() + 4, u'\0');
-        int written = 0;
-        std::string pending = text.substr(0, cut);
-        OxUtf8DecodeResult r = OxUtf8ToUtf16(reinterpret_cast<ushort*>(&out[0]),
-                                             reinterpret_cast<const uchar*>(pending.data()), int(pending.size()),
-                                             OxUtf8StopAtIncompleteTail);
-        written += r.written;
-        pending = pending.substr(size_t(r.consumed)) + text.substr(cut);
-        r = OxUtf8ToUtf16(reinterpret_cast<ushort*>(&out[size_t(written)]),
-                          reinterpret_cast<const uchar*>(pending.data()), int(pending.size()), 0);
-        written += r.written;
-        out.resize(size_t(written));
-        ASSERT_EQ(out, referenceDecode(text)) << "cut at " << cut;
-    }
     ushort out[4];
     const OxUtf8DecodeResult bad = OxUtf8ToUtf16(out, reinterpret_cast<const uchar*>("\xed\xa0"), 2,
                                                  OxUtf8StopAtIncompleteTail, 0);
-    EXPECT_EQ(bad.consumed, 2) << "a prefix that is already invalid is not held back";
+    EXPECT_EQ(bad.consumed, 2);
     EXPECT_EQ(out[0], 0);
     EXPECT_TRUE(bad.invalid);
+    const OxUtf8DecodeResult cut = OxUtf8ToUtf16(out, reinterpret_cast<const uchar*>("a\xe2\x82"), 3,
+                                                 OxUtf8StopAtIncompleteTail);
+    EXPECT_EQ(cut.consumed, 1);
+    EXPECT_EQ(cut.written, 1);
 }
 
 } // namespace

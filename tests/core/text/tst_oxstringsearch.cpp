@@ -1,25 +1,12 @@
 #include "core/text/oxstring.h"
 
+#include "texttestsupport.h"
+
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <string>
 
 namespace {
-
-struct Lcg {
-    uint64_t state;
-    uint32_t next()
-    {
-        state = state * 6364136223846793005ull + 1442695040888963407ull;
-        return uint32_t(state >> 33);
-    }
-};
-
-COxString units(const std::u16string& s)
-{
-    return COxString(reinterpret_cast<const COxChar*>(s.data()), int(s.size()));
-}
 
 char16_t fold(char16_t c, bool ci) { return ci && c >= 'A' && c <= 'Z' ? char16_t(c + 32) : c; }
 

@@ -1,41 +1,21 @@
 #include "core/text/oxtextcodec.h"
 
 #include "oxlogcapture.h"
+#include "texttestsupport.h"
 
 #include <gtest/gtest.h>
 
-#include <ostream>
 #include <string>
 #include <vector>
 
-void PrintTo(const COxString& s, std::ostream* os)
-{
-    *os << "u\"";
-    for (int i = 0; i < s.size(); ++i) {
-        const ushort u = s.at(i).unicode();
-        if (u >= 0x20 && u < 0x7f) {
-            *os << char(u);
-        } else {
-            static const char hex[] = "0123456789abcdef";
-            *os << "\\u" << hex[u >> 12] << hex[(u >> 8) & 15] << hex[(u >> 4) & 15] << hex[u & 15];
-        }
-    }
-    *os << '"' << (s.isNull() ? " (null)" : "");
-}
-
-void PrintTo(const COxByteArray& a, std::ostream* os)
-{
-    *os << a.toHex(' ').constData();
-}
-
 namespace {
 
-COxString units(const std::u16string& s)
+// The bytes of a literal, embedded zeros included.
+template <size_t N>
+COxByteArray raw(const char (&s)[N])
 {
-    return COxString(reinterpret_cast<const COxChar*>(s.data()), int(s.size()));
+    return COxByteArray(s, int(N - 1));
 }
-
-COxByteArray bytes(const std::string& s) { return COxByteArray(s.data(), int(s.size())); }
 
 std::unique_ptr<SOxConverterState> utf8State(uint32_t flags = 0)
 {
@@ -94,10 +74,10 @@ TEST(OxTextCodec, Latin1AndUnsupportedIdentifiers)
 TEST(OxTextCodec, Utf8StreamingMatchesOneShot)
 {
     const COxByteArray samples[] = {
-        bytes("\xef\xbb\xbf" "a\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80z"),
-        bytes("\xc3\xa9\xef\xbb\xbfy\xf4\x8f\xbf\xbf\xdf\xbf\xe0\xa0\x80"),
-        bytes("\xc0\x80\xed\xa0\x80\xf4\x90\x80\x80\x80\xe2\x82 \xf0\x9f\x98|\xff\xc3\xa9"),
-        bytes("0123456789abcdef\xe2\x82\xac" "0123456789abcdef\xf0\x9f\x98\x80"),
+        raw("\xef\xbb\xbf" "a\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80z"),
+        raw("\xc3\xa9\xef\xbb\xbfy\xf4\x8f\xbf\xbf\xdf\xbf\xe0\xa0\x80"),
+        raw("\xc0\x80\xed\xa0\x80\xf4\x90\x80\x80\x80\xe2\x82 \xf0\x9f\x98|\xff\xc3\xa9"),
+        raw("0123456789abcdef\xe2\x82\xac" "0123456789abcdef\xf0\x9f\x98\x80"),
     };
     for (const COxByteArray& data : samples) {
         const COxString expected = COxString::fromUtf8(data);
@@ -142,17 +122,16 @@ TEST(OxTextCodec, Utf16BytesAndByteOrderMarks)
 {
     const COxString text = units(u"A\u20ac\U0001F600");
     SOxConverterState state;
-    EXPECT_EQ(OxUtf16FromUnicode(text.constData(), text.size(), &state),
-              bytes(std::string("\xff\xfe" "A\0\xac\x20\x3d\xd8\x00\xde", 10)));
+    EXPECT_EQ(OxUtf16FromUnicode(text.constData(), text.size(), &state), raw("\xff\xfe" "A\0\xac\x20\x3d\xd8\x00\xde"));
     EXPECT_TRUE(state.flags & SOxConverterState::HeaderDone);
     // The mark is written once per state.
-    EXPECT_EQ(OxUtf16FromUnicode(text.constData(), 1, &state), bytes(std::string("A\0", 2)));
+    EXPECT_EQ(OxUtf16FromUnicode(text.constData(), 1, &state), raw("A\0"));
     SOxConverterState big;
-    EXPECT_EQ(OxUtf16FromUnicode(text.constData(), 2, &big, OxBigEndian), bytes(std::string("\xfe\xff\0A\x20\xac", 6)));
+    EXPECT_EQ(OxUtf16FromUnicode(text.constData(), 2, &big, OxBigEndian), raw("\xfe\xff\0A\x20\xac"));
     EXPECT_EQ(OxUtf16FromUnicode(text.constData(), 0, &big, OxBigEndian).size(), 0);
     // Without a state every call starts a stream.
-    EXPECT_EQ(OxUtf16FromUnicode(text.constData(), 1, nullptr, OxLittleEndian), bytes(std::string("\xff\xfe" "A\0", 4)));
-    EXPECT_EQ(OxUtf16FromUnicode(text.constData(), 0, nullptr), bytes("\xff\xfe"));
+    EXPECT_EQ(OxUtf16FromUnicode(text.constData(), 1, nullptr, OxLittleEndian), raw("\xff\xfe" "A\0"));
+    EXPECT_EQ(OxUtf16FromUnicode(text.constData(), 0, nullptr), raw("\xff\xfe"));
 
     // Reading: a leading mark settles the order and is dropped.
     EXPECT_EQ(OxUtf16ToUnicode("\xfe\xff\0A\x20\xac", 6, nullptr), units(u"A\u20ac"));
@@ -204,11 +183,11 @@ TEST(OxTextCodec, Utf16AndUtf32RoundTrips)
 TEST(OxTextCodec, Utf32Values)
 {
     const COxString pair = units(u"\U0001F600");
-    EXPECT_EQ(OxUtf32FromUnicode(pair.constData(), 2, nullptr), bytes(std::string("\xff\xfe\0\0\0\xf6\x01\0", 8)));
+    EXPECT_EQ(OxUtf32FromUnicode(pair.constData(), 2, nullptr), raw("\xff\xfe\0\0\0\xf6\x01\0"));
     SOxConverterState big;
     EXPECT_EQ(OxUtf32FromUnicode(pair.constData(), 2, &big, OxBigEndian),
-              bytes(std::string("\0\0\xfe\xff\0\x01\xf6\0", 8)));
-    EXPECT_EQ(OxUtf32FromUnicode(pair.constData(), 1, &big, OxBigEndian), bytes(std::string("\0\0\xff\xfd", 4)));
+              raw("\0\0\xfe\xff\0\x01\xf6\0"));
+    EXPECT_EQ(OxUtf32FromUnicode(pair.constData(), 1, &big, OxBigEndian), raw("\0\0\xff\xfd"));
 
     const std::string invalid("\0\0\x11\0\0\xd8\0\0A\0\0\0", 12); // 0x110000, U+D800, 'A'
     EXPECT_EQ(OxUtf32ToUnicode(invalid.data(), 12, nullptr, OxLittleEndian), units(u"\ufffd\ufffdA"));
@@ -223,13 +202,8 @@ TEST(OxTextCodec, Utf32Values)
 // stream plus whatever is still held equals the one-shot decoding.
 TEST(OxTextCodec, ArbitraryBytesAreSafe)
 {
-    uint32_t seed = 0x12345678u;
-    auto next = [&seed] {
-        seed ^= seed << 13;
-        seed ^= seed >> 17;
-        seed ^= seed << 5;
-        return seed;
-    };
+    Lcg rng{0x12345678u};
+    auto next = [&rng] { return rng.next(); };
     for (int round = 0; round < 2000; ++round) {
         const int len = int(next() % 40);
         COxByteArray data(len, Ox::Uninitialized);
