@@ -1,38 +1,15 @@
 #include "core/io/oxdir.h"
-#include "core/text/oxstring.h"
 
+#include "iotestsupport.h"
 #include "oxlogcapture.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <ftw.h>
 #include <string>
 #include <sys/stat.h>
 
 namespace {
-
-class TempDir {
-public:
-    TempDir()
-    {
-        const char* tmp = std::getenv("TMPDIR");
-        std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/oxdirtest.XXXXXX";
-        if (mkdtemp(&pattern[0]))
-            m_path = pattern;
-    }
-    ~TempDir()
-    {
-        if (!m_path.empty())
-            nftw(m_path.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS);
-    }
-    const std::string& path() const { return m_path; }
-
-private:
-    static int removeEntry(const char* path, const struct stat*, int, struct FTW*) { return ::remove(path); }
-    std::string m_path;
-};
 
 bool isDirectory(const std::string& path)
 {
@@ -40,39 +17,36 @@ bool isDirectory(const std::string& path)
     return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-COxString str(const std::string& s) { return COxString::fromLocal8Bit(s.c_str()); }
-
 TEST(OxDir, MkpathCreatesMissingParents)
 {
-    TempDir dir;
-    ASSERT_FALSE(dir.path().empty());
+    OxTempDir dir;
+    ASSERT_TRUE(dir.isValid());
     OxLogCapture capture;
 
-    EXPECT_TRUE(COxDir::mkpath(str(dir.path() + "/a/b/c/")));
-    EXPECT_TRUE(isDirectory(dir.path() + "/a/b"));
-    EXPECT_TRUE(isDirectory(dir.path() + "/a/b/c"));
+    EXPECT_TRUE(COxDir::mkpath(dir.name("a/b/c/")));
+    EXPECT_TRUE(isDirectory(dir.file("a/b")));
+    EXPECT_TRUE(isDirectory(dir.file("a/b/c")));
     // Existing directories, with or without trailing slashes.
-    EXPECT_TRUE(COxDir::mkpath(str(dir.path() + "/a/b/c")));
-    EXPECT_TRUE(COxDir::mkpath(str(dir.path() + "/a//")));
+    EXPECT_TRUE(COxDir::mkpath(dir.name("a/b/c")));
+    EXPECT_TRUE(COxDir::mkpath(dir.name("a//")));
     EXPECT_TRUE(COxDir::mkpath(COxString("/")));
     EXPECT_TRUE(COxDir::mkpath(COxString("//")));
 
     // Non-ASCII names go to the file system as UTF-8.
-    EXPECT_TRUE(COxDir::mkpath(str(dir.path() + "/\xc3\xa9t\xc3\xa9/x")));
-    EXPECT_TRUE(isDirectory(dir.path() + "/\xc3\xa9t\xc3\xa9/x"));
+    EXPECT_TRUE(COxDir::mkpath(dir.name("\xc3\xa9t\xc3\xa9/x")));
+    EXPECT_TRUE(isDirectory(dir.file("\xc3\xa9t\xc3\xa9/x")));
     EXPECT_EQ(capture.size(), 0u);
 }
 
 TEST(OxDir, MkpathRefusesFilesAndRelativePaths)
 {
-    TempDir dir;
+    OxTempDir dir;
     OxLogCapture capture;
-    const std::string file = dir.path() + "/plain";
-    std::fclose(std::fopen(file.c_str(), "w"));
+    writeBytes(dir.file("plain"), "");
 
-    EXPECT_FALSE(COxDir::mkpath(str(file)));
-    EXPECT_FALSE(COxDir::mkpath(str(file + "/")));
-    EXPECT_FALSE(COxDir::mkpath(str(file + "/sub/deeper")));
+    EXPECT_FALSE(COxDir::mkpath(dir.name("plain")));
+    EXPECT_FALSE(COxDir::mkpath(dir.name("plain/")));
+    EXPECT_FALSE(COxDir::mkpath(dir.name("plain/sub/deeper")));
     EXPECT_EQ(capture.size(), 0u);
 
     EXPECT_FALSE(COxDir::mkpath(COxString("a/b")));

@@ -8,21 +8,23 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 namespace {
 
-// A random-access device over a string. It keeps its own idea of where it
-// stands, so a base class that forgets to seek it reads the wrong bytes.
+// A device over a string, random-access or sequential. It keeps its own idea
+// of where it stands, so a base class that forgets to seek it reads the wrong
+// bytes, and it records the size of every read request.
 class MemoryDevice : public COxIODevice {
 public:
-    explicit MemoryDevice(std::string content = std::string())
+    explicit MemoryDevice(std::string content = std::string(), bool sequential = false)
         : bytes(std::move(content))
+        , sequential(sequential)
     {
     }
 
-    int64_t size() const override { return int64_t(bytes.size()); }
+    bool isSequential() const override { return sequential; }
+    int64_t size() const override { return sequential ? COxIODevice::size() : int64_t(bytes.size()); }
     bool seek(int64_t pos) override
     {
         ++seeks;
@@ -33,14 +35,17 @@ public:
     }
 
     std::string bytes;
+    bool sequential;
     int64_t at = 0;
     int seeks = 0;
     bool directLines = false; // readLineData reads the line itself
+    std::vector<int64_t> asked;
 
 protected:
     int64_t readData(char* data, int64_t maxSize) override
     {
-        const int64_t n = std::max<int64_t>(0, std::min<int64_t>(maxSize, size() - at));
+        asked.push_back(maxSize);
+        const int64_t n = std::max<int64_t>(0, std::min<int64_t>(maxSize, int64_t(bytes.size()) - at));
         std::memcpy(data, bytes.data() + at, size_t(n));
         at += n;
         return n;
@@ -65,52 +70,6 @@ protected:
         at += size;
         return size;
     }
-};
-
-// A sequential device over a pipe; records the size of every request.
-class PipeDevice : public COxIODevice {
-public:
-    PipeDevice()
-    {
-        if (pipe(fds) != 0)
-            fds[0] = fds[1] = -1;
-    }
-    ~PipeDevice() override
-    {
-        closeWriter();
-        if (fds[0] != -1)
-            ::close(fds[0]);
-    }
-    bool isSequential() const override { return true; }
-
-    void feed(const std::string& content)
-    {
-        ASSERT_EQ(::write(fds[1], content.data(), content.size()), ssize_t(content.size()));
-    }
-    void closeWriter()
-    {
-        if (fds[1] != -1)
-            ::close(fds[1]);
-        fds[1] = -1;
-    }
-
-    std::vector<int64_t> asked;
-
-protected:
-    int64_t readData(char* data, int64_t maxSize) override
-    {
-        asked.push_back(maxSize);
-        const ssize_t n = ::read(fds[0], data, size_t(maxSize));
-        return n < 0 ? -1 : n;
-    }
-    int64_t writeData(const char* data, int64_t size) override
-    {
-        const ssize_t n = ::write(fds[1], data, size_t(size));
-        return n < 0 ? -1 : n;
-    }
-
-private:
-    int fds[2];
 };
 
 std::string pattern(size_t n)
@@ -284,10 +243,8 @@ TEST(OxIODevice, MisuseWarnsAndFails)
 TEST(OxIODevice, SequentialDeviceReadsInChunksAndRefusesSeekAndPeek)
 {
     OxLogCapture capture;
-    const std::string content = pattern(50000); // fits the pipe buffer
-    PipeDevice device;
-    device.feed(content);
-    device.closeWriter();
+    const std::string content = pattern(50000);
+    MemoryDevice device(content, true);
     ASSERT_TRUE(device.open(COxIODevice::ReadOnly));
 
     char buf[4];
