@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -40,34 +40,24 @@ TEST(OxProcessorCount, ParsesListsAndStopsAtTheFirstBadItem)
     EXPECT_EQ(OxParseProcessorList("12", 1), 0x2u);
 }
 
+// Processor list files in a scratch directory.
 class ListFiles : public ::testing::Test {
 protected:
-    std::string write(const char* name, const std::string& text)
-    {
-        std::string path = m_dir + "/" + name;
-        FILE* f = std::fopen(path.c_str(), "wb");
-        EXPECT_NE(f, nullptr);
-        if (f) {
-            std::fwrite(text.data(), 1, text.size(), f);
-            std::fclose(f);
-        }
-        m_files.push_back(path);
-        return path;
-    }
-    void SetUp() override
-    {
-        char tmpl[] = "/tmp/oxcpuXXXXXX";
-        ASSERT_NE(mkdtemp(tmpl), nullptr);
-        m_dir = tmpl;
-    }
+    void SetUp() override { ASSERT_NE(mkdtemp(m_dir), nullptr); }
     void TearDown() override
     {
         for (const std::string& f : m_files)
             unlink(f.c_str());
-        rmdir(m_dir.c_str());
+        rmdir(m_dir);
+    }
+    std::string write(const char* name, const std::string& text)
+    {
+        m_files.push_back(std::string(m_dir) + "/" + name);
+        std::ofstream(m_files.back(), std::ios::binary) << text;
+        return m_files.back();
     }
 
-    std::string m_dir;
+    char m_dir[17] = "/tmp/oxcpuXXXXXX";
     std::vector<std::string> m_files;
 };
 
@@ -82,7 +72,7 @@ TEST_F(ListFiles, PresentCountIsPresentAndPossibleNeverBelowOne)
     EXPECT_EQ(OxPresentProcessorCountFrom(odd.c_str(), p07.c_str()), 3);
     EXPECT_EQ(OxPresentProcessorCountFrom(big.c_str(), big.c_str()), 32);
     EXPECT_EQ(OxPresentProcessorCountFrom(none.c_str(), p07.c_str()), 1);
-    EXPECT_EQ(OxPresentProcessorCountFrom((m_dir + "/missing").c_str(), p07.c_str()), 1);
+    EXPECT_EQ(OxPresentProcessorCountFrom((std::string(m_dir) + "/missing").c_str(), p07.c_str()), 1);
 
     // Only the first 64 bytes are read: "0," 32 times fills them, so the
     // processor after them is lost.

@@ -2,40 +2,18 @@
 #include "core/thread/oxthread_p.h"
 
 #include "oxlogcapture.h"
+#include "threadtestsupport.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <climits>
-#include <condition_variable>
-#include <mutex>
 #include <pthread.h>
 #include <string>
 #include <sys/prctl.h>
 #include <thread>
 
 namespace {
-
-// Opens once; every waiter passes from then on.
-class Gate {
-public:
-    void open()
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_open = true;
-        m_cv.notify_all();
-    }
-    void pass()
-    {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        m_cv.wait(lock, [this] { return m_open; });
-    }
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_cv;
-    bool m_open = false;
-};
 
 // Runs until its gate opens and records what it saw on its own thread.
 class GatedThread : public COxThread {

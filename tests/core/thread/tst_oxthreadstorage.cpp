@@ -4,10 +4,10 @@
 #include "core/thread/oxthread_p.h"
 
 #include "oxlogcapture.h"
+#include "threadtestsupport.h"
 
 #include <gtest/gtest.h>
 
-#include <condition_variable>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -129,19 +129,15 @@ TEST(OxThreadStorage, ThreadExitDestroysFromTheHighestIdDown)
 class BlockedThread : public COxThread {
 public:
     COxThreadStorage* slot = nullptr;
-    std::mutex mutex;
-    bool stored = false;
-    bool release = false;
-    std::condition_variable cv;
+    Gate stored;
+    Gate release;
 
 protected:
     void run() override
     {
         slot->set(&g_tags[3]);
-        std::unique_lock<std::mutex> lock(mutex);
-        stored = true;
-        cv.notify_all();
-        cv.wait(lock, [this] { return release; });
+        stored.open();
+        release.pass();
     }
 };
 
@@ -154,16 +150,9 @@ TEST(OxThreadStorage, ValuesOfDestroyedStorageAreReportedNotDestroyed)
     BlockedThread thread;
     thread.slot = slot;
     thread.start();
-    {
-        std::unique_lock<std::mutex> lock(thread.mutex);
-        thread.cv.wait(lock, [&] { return thread.stored; });
-    }
+    thread.stored.pass();
     delete slot;
-    {
-        std::lock_guard<std::mutex> lock(thread.mutex);
-        thread.release = true;
-        thread.cv.notify_all();
-    }
+    thread.release.open();
     ASSERT_TRUE(thread.wait());
     EXPECT_TRUE(takeDestroyed().empty());
     EXPECT_EQ(capture.count("COxThreadStorage: Thread exited after COxThreadStorage " + std::to_string(id) +
