@@ -10,13 +10,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <dirent.h>
 #include <fstream>
 #include <ftw.h>
 #include <sstream>
 #include <string>
 #include <unistd.h>
 #include <vector>
-#include <dirent.h>
 
 // Monotonic nanoseconds and a calendar time (read as UTC, so tests do not
 // depend on the time zone of the machine).
@@ -56,6 +56,17 @@ private:
     std::atomic<time_t> m_wall{0};
     int64_t m_wallNs = 0;
 };
+
+// The whole file, or "<missing>" when it cannot be read.
+inline std::string readFile(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        return "<missing>";
+    std::ostringstream out;
+    out << in.rdbuf();
+    return out.str();
+}
 
 class ScratchDir {
 public:
@@ -99,21 +110,10 @@ public:
         return all;
     }
 
-    static std::string readFile(const std::string& path)
-    {
-        std::ifstream in(path, std::ios::binary);
-        if (!in)
-            return "<missing>";
-        std::ostringstream out;
-        out << in.rdbuf();
-        return out.str();
-    }
+private:
     static int removeEntry(const char* path, const struct stat*, int, struct FTW*) { return ::remove(path); }
 
     std::string m_path;
 };
-
-// The whole file, or "<missing>" when it cannot be read.
-inline std::string readFile(const std::string& path) { return ScratchDir::readFile(path); }
 
 #endif // TESTS_CORE_LOG_LOGTESTSUPPORT_H
