@@ -25,12 +25,6 @@ std::string convertText(const std::string& text, LutFile* lut)
     return "";
 }
 
-std::string convertError(const std::string& text)
-{
-    LutFile lut;
-    return convertText(text, &lut);
-}
-
 uint32_t u32At(const std::string& bytes, size_t at)
 {
     uint32_t v;
@@ -129,15 +123,23 @@ TEST(CubeConvert, ErrorsNameTheLine)
         {"LUT_3D_SIZE 2\nLUT_3D_SHAPE 3\n", "line 2: unknown keyword 'LUT_3D_SHAPE'"},
         {"LUT_3D_SIZE 2\nDOMAIN_MAX 1 1\n", "line 2: DOMAIN_MAX needs three numbers"},
         {"# nothing\n", "no LUT_3D_SIZE line"},
+        {identityCube(2, "DOMAIN_MIN 0 0 0.1\n"),
+         "line 1: DOMAIN_MIN differs between channels; only one domain for all three channels is supported"},
+        {identityCube(2, "\nDOMAIN_MAX 1 0.5 1\n"), "line 2: DOMAIN_MAX differs betw"},
+        {identityCube(2, "DOMAIN_MAX 2 2 2\n"), "line 1: DOMAIN_MAX 2 lies outside 0..1"},
+        {identityCube(2, "DOMAIN_MIN -0.5 -0.5 -0.5\n"), "line 1: DOMAIN_MIN -0.5 lies outside 0..1"},
+        {identityCube(2, "DOMAIN_MIN 0.5 0.5 0.5\nDOMAIN_MAX 0.5 0.5 0.5\n"),
+         "line 2: DOMAIN_MAX must be above DOMAIN_MIN"},
     };
     for (const Case& c : cases) {
-        const std::string error = convertError(c.text);
+        LutFile lut;
+        const std::string error = convertText(c.text, &lut);
         EXPECT_EQ(error.compare(0, c.error.size(), c.error), 0)
             << "text:\n" << c.text << "got: " << error;
     }
 }
 
-TEST(CubeConvert, DomainGivesTheLevelsOrIsRefused)
+TEST(CubeConvert, DomainGivesTheLevels)
 {
     LutFile lut;
     ASSERT_EQ(convertText(identityCube(3, "DOMAIN_MIN 0.1 0.1 0.1\nDOMAIN_MAX 0.9 0.9 0.9\n"), &lut),
@@ -151,18 +153,6 @@ TEST(CubeConvert, DomainGivesTheLevelsOrIsRefused)
     ASSERT_EQ(convertText(identityCube(17, "LUT_3D_INPUT_RANGE 0 1\n"), &lut), "");
     EXPECT_TRUE(levelsAreUniform(lut.levels));
     EXPECT_EQ(lut.levels[16], 1.0f);
-
-    EXPECT_EQ(convertError(identityCube(2, "DOMAIN_MIN 0 0 0.1\n")),
-              "line 1: DOMAIN_MIN differs between channels; only one domain for all three "
-              "channels is supported");
-    EXPECT_EQ(convertError(identityCube(2, "\nDOMAIN_MAX 1 0.5 1\n")).substr(0, 31),
-              "line 2: DOMAIN_MAX differs betw");
-    EXPECT_EQ(convertError(identityCube(2, "DOMAIN_MAX 2 2 2\n")),
-              "line 1: DOMAIN_MAX 2 lies outside 0..1");
-    EXPECT_EQ(convertError(identityCube(2, "DOMAIN_MIN -0.5 -0.5 -0.5\n")),
-              "line 1: DOMAIN_MIN -0.5 lies outside 0..1");
-    EXPECT_EQ(convertError(identityCube(2, "DOMAIN_MIN 0.5 0.5 0.5\nDOMAIN_MAX 0.5 0.5 0.5\n")),
-              "line 2: DOMAIN_MAX must be above DOMAIN_MIN");
 }
 
 TEST(LutFileBytes, EncodesTheHeaderAndDecodesItBack)
@@ -172,12 +162,10 @@ TEST(LutFileBytes, EncodesTheHeaderAndDecodesItBack)
     const std::string bytes = encodeLut(lut);
     ASSERT_EQ(bytes.size(), 48u + 5 * 4 + 125 * 3);
     EXPECT_EQ(bytes.substr(0, 8), ".ZR-LUT ");
-    EXPECT_EQ(u32At(bytes, 8), 1u);
-    EXPECT_EQ(u32At(bytes, 12), 5u);
-    EXPECT_EQ(u32At(bytes, 16), 0u);
-    EXPECT_NE(u32At(bytes, 20), 0u);
-    EXPECT_EQ(u32At(bytes, 32), 48u);
-    EXPECT_EQ(u32At(bytes, 36), 0u);
+    // version, level count, element type, and the 64-bit offset of the levels
+    for (const auto& field : {std::make_pair(8, 1u), {12, 5u}, {16, 0u}, {32, 48u}, {36, 0u}})
+        EXPECT_EQ(u32At(bytes, size_t(field.first)), field.second) << "at " << field.first;
+    EXPECT_NE(u32At(bytes, 20), 0u); // 3D
     float level;
     std::memcpy(&level, bytes.data() + 48 + 4, 4);
     EXPECT_EQ(level, 0.25f);

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <csignal>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <thread>
 #include <unistd.h>
@@ -14,27 +15,17 @@ using namespace oxtool;
 
 namespace {
 
+const size_t kFrame = FrameGeometry{6, 5}.frameSize();
+
 struct Pipe {
     int fds[2] = {-1, -1};
     Pipe() { EXPECT_EQ(::pipe(fds), 0); }
-    ~Pipe()
+    ~Pipe() { close(0), close(1); }
+    void close(int end)
     {
-        closeRead();
-        closeWrite();
-    }
-    int readEnd() const { return fds[0]; }
-    int writeEnd() const { return fds[1]; }
-    void closeRead()
-    {
-        if (fds[0] >= 0)
-            ::close(fds[0]);
-        fds[0] = -1;
-    }
-    void closeWrite()
-    {
-        if (fds[1] >= 0)
-            ::close(fds[1]);
-        fds[1] = -1;
+        if (fds[end] >= 0)
+            ::close(fds[end]);
+        fds[end] = -1;
     }
 };
 
@@ -46,32 +37,49 @@ std::string pattern(size_t size)
     return s;
 }
 
-// Feeds bytes into a pipe in small uneven pieces so the reader sees short reads.
-std::thread feedInPieces(Pipe* pipe, std::string bytes)
+struct Streamed {
+    StreamResult result;
+    std::string output;
+};
+
+// Streams input between two pipes: it is fed in small uneven pieces so the
+// loop sees short reads, and the output is drained unless the reader is gone.
+Streamed streamThrough(const std::string& input, const FrameProcessor& process, bool readerGone = false)
 {
-    return std::thread([pipe, bytes] {
+    std::signal(SIGPIPE, SIG_IGN);  // as the tool does: a vanished reader is an EPIPE error
+    Pipe in, out;
+    Streamed s;
+    std::thread writer([&] {
         size_t done = 0;
-        for (size_t piece = 1; done < bytes.size(); piece = piece * 3 % 1000 + 1) {
-            const size_t n = std::min(piece, bytes.size() - done);
-            writeFully(pipe->writeEnd(), reinterpret_cast<const uint8_t*>(bytes.data()) + done, n);
+        for (size_t piece = 1; done < input.size(); piece = piece * 3 % 1000 + 1) {
+            const size_t n = std::min(piece, input.size() - done);
+            writeFully(in.fds[1], reinterpret_cast<const uint8_t*>(input.data()) + done, n);
             done += n;
         }
-        pipe->closeWrite();
+        in.close(1);
     });
-}
-
-std::thread drain(Pipe* pipe, std::string* into)
-{
-    return std::thread([pipe, into] {
-        char buffer[4096];
-        ssize_t n;
-        while ((n = ::read(pipe->readEnd(), buffer, sizeof buffer)) > 0)
-            into->append(buffer, size_t(n));
-    });
+    std::thread reader;
+    if (readerGone) {
+        out.close(0);
+    } else {
+        reader = std::thread([&] {
+            char buffer[4096];
+            ssize_t n;
+            while ((n = ::read(out.fds[0], buffer, sizeof buffer)) > 0)
+                s.output.append(buffer, size_t(n));
+        });
+    }
+    s.result = streamFrames(in.fds[0], out.fds[1], kFrame, process, nullptr);
+    out.close(1);
+    in.close(0);
+    writer.join();
+    if (reader.joinable())
+        reader.join();
+    return s;
 }
 
 const FrameProcessor invert = [](uint8_t* frame) {
-    for (size_t i = 0; i < FrameGeometry{6, 5}.frameSize(); ++i)
+    for (size_t i = 0; i < kFrame; ++i)
         frame[i] = uint8_t(255 - frame[i]);
     return true;
 };
@@ -88,73 +96,34 @@ TEST(FrameGeometry, MatchesRawVideoLayout)
 
 TEST(FrameStream, StreamsWholeFramesThroughPipes)
 {
-    const size_t frame = FrameGeometry{6, 5}.frameSize();
-    const std::string input = pattern(frame * 4);
-    Pipe in, out;
-    std::string output;
-    std::thread writer = feedInPieces(&in, input);
-    std::thread reader = drain(&out, &output);
-    const StreamResult result = streamFrames(in.readEnd(), out.writeEnd(), frame, invert, nullptr);
-    out.closeWrite();
-    writer.join();
-    reader.join();
-    ASSERT_TRUE(result.ok) << result.error;
-    EXPECT_EQ(result.frames, 4u);
-    ASSERT_EQ(output.size(), input.size());
+    const std::string input = pattern(kFrame * 4);
+    const Streamed s = streamThrough(input, invert);
+    ASSERT_TRUE(s.result.ok) << s.result.error;
+    EXPECT_EQ(s.result.frames, 4u);
+    ASSERT_EQ(s.output.size(), input.size());
     for (size_t i = 0; i < input.size(); ++i)
-        ASSERT_EQ(uint8_t(output[i]), 255 - uint8_t(input[i])) << i;
-}
+        ASSERT_EQ(uint8_t(s.output[i]), 255 - uint8_t(input[i])) << i;
 
-TEST(FrameStream, TruncatedTailIsAnErrorNamingTheLeftover)
-{
-    const size_t frame = FrameGeometry{6, 5}.frameSize();
-    Pipe in, out;
-    std::string output;
-    std::thread writer = feedInPieces(&in, pattern(frame * 3 + 17));
-    std::thread reader = drain(&out, &output);
-    const StreamResult result = streamFrames(in.readEnd(), out.writeEnd(), frame, invert, nullptr);
-    out.closeWrite();
-    writer.join();
-    reader.join();
-    EXPECT_FALSE(result.ok);
-    EXPECT_EQ(result.frames, 3u);
-    EXPECT_EQ(result.error, "input ends with a truncated frame: 17 bytes left over after 3 whole "
-                            "frames (a frame is 48 bytes)");
-    EXPECT_EQ(output.size(), frame * 3);  // whole frames before the tail are delivered
+    // A truncated tail is an error naming the leftover, after the whole
+    // frames before it have been delivered.
+    const Streamed cut = streamThrough(pattern(kFrame * 3 + 17), invert);
+    EXPECT_FALSE(cut.result.ok);
+    EXPECT_EQ(cut.result.frames, 3u);
+    EXPECT_EQ(cut.result.error, "input ends with a truncated frame: 17 bytes left over after 3 whole "
+                                "frames (a frame is 48 bytes)");
+    EXPECT_EQ(cut.output.size(), kFrame * 3);
 }
 
 TEST(FrameStream, StopsOnRenderFailureAndOnAClosedReader)
 {
-    const size_t frame = FrameGeometry{6, 5}.frameSize();
     int calls = 0;
-    const FrameProcessor failSecond = [&calls](uint8_t*) { return ++calls < 2; };
-    {
-        Pipe in, out;
-        std::string output;
-        std::thread writer = feedInPieces(&in, pattern(frame * 3));
-        std::thread reader = drain(&out, &output);
-        const StreamResult result =
-            streamFrames(in.readEnd(), out.writeEnd(), frame, failSecond, nullptr);
-        out.closeWrite();
-        in.closeRead();
-        writer.join();
-        reader.join();
-        EXPECT_EQ(result.error, "rendering failed at frame 2");
-        EXPECT_EQ(output.size(), frame);
-    }
-    {
-        // The tool ignores SIGPIPE so that a vanished reader is an EPIPE error.
-        std::signal(SIGPIPE, SIG_IGN);
-        Pipe in, out;
-        out.closeRead();
-        std::thread writer = feedInPieces(&in, pattern(frame * 2));
-        const StreamResult result =
-            streamFrames(in.readEnd(), out.writeEnd(), frame, invert, nullptr);
-        in.closeRead();
-        writer.join();
-        EXPECT_FALSE(result.ok);
-        EXPECT_EQ(result.error, "output closed by the reader after 0 frames");
-    }
+    const Streamed failed = streamThrough(pattern(kFrame * 3), [&calls](uint8_t*) { return ++calls < 2; });
+    EXPECT_EQ(failed.result.error, "rendering failed at frame 2");
+    EXPECT_EQ(failed.output.size(), kFrame);
+
+    const Streamed gone = streamThrough(pattern(kFrame * 2), invert, true);
+    EXPECT_FALSE(gone.result.ok);
+    EXPECT_EQ(gone.result.error, "output closed by the reader after 0 frames");
 }
 
 TEST(ProgressMeter, RedrawsAtMostOncePerIntervalAndEndsTheLine)
@@ -186,15 +155,17 @@ TEST(ClipDiff, MeasuresPlanesAndRefusesUnequalClips)
     b[20] = char(101);  // chroma, frame 2
     tooltest::writeFile(dir.file("a"), a);
     tooltest::writeFile(dir.file("b"), b);
+    auto diffFiles = [&](const char* x, const char* y, ClipDiff* d, std::string* e) {
+        const int fx = ::open(dir.file(x).c_str(), O_RDONLY);
+        const int fy = ::open(dir.file(y).c_str(), O_RDONLY);
+        const bool ok = diffClips(fx, fy, g, d, e);
+        ::close(fx);
+        ::close(fy);
+        return ok;
+    };
     ClipDiff diff;
     std::string error;
-    {
-        FILE* fa = std::fopen(dir.file("a").c_str(), "rb");
-        FILE* fb = std::fopen(dir.file("b").c_str(), "rb");
-        ASSERT_TRUE(diffClips(fileno(fa), fileno(fb), g, &diff, &error)) << error;
-        std::fclose(fa);
-        std::fclose(fb);
-    }
+    ASSERT_TRUE(diffFiles("a", "b", &diff, &error)) << error;
     EXPECT_EQ(diff.frames, 2u);
     EXPECT_EQ(diff.luma.samples, 16u);
     EXPECT_EQ(diff.luma.sumAbs, 4u);
@@ -208,14 +179,9 @@ TEST(ClipDiff, MeasuresPlanesAndRefusesUnequalClips)
     tooltest::writeFile(dir.file("c"), a.substr(0, 12));
     tooltest::writeFile(dir.file("d"), a.substr(0, 18));
     auto diffError = [&](const char* x, const char* y) {
-        FILE* fx = std::fopen(dir.file(x).c_str(), "rb");
-        FILE* fy = std::fopen(dir.file(y).c_str(), "rb");
-        std::string e;
         ClipDiff d;
-        const bool ok = diffClips(fileno(fx), fileno(fy), g, &d, &e);
-        std::fclose(fx);
-        std::fclose(fy);
-        return ok ? std::string("ok") : e;
+        std::string e;
+        return diffFiles(x, y, &d, &e) ? std::string("ok") : e;
     };
     EXPECT_EQ(diffError("a", "c"), "second clip ends after 1 frames, the other goes on");
     EXPECT_EQ(diffError("d", "a"), "first clip ends with a truncated frame after 1 frames");

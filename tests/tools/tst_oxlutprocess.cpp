@@ -3,13 +3,11 @@
 #include "tools/framestream.h"
 #include "tooltestsupport.h"
 
-#include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 #ifndef OXLUT_TOOL_PATH
@@ -39,85 +37,58 @@ std::vector<std::string> commandLine(const std::vector<std::string>& args)
     return argv;
 }
 
-// Runs oxlut with input on a pipe to its standard input, collecting its
-// standard output and error. With closedOutput its standard output is a pipe
-// nobody reads.
+// Runs oxlut with input written in small pieces to a pipe on its standard
+// input, collecting its standard output (from a pipe) and error. With
+// closedOutput its standard output is a pipe nobody reads.
 Outcome runOxlut(const std::vector<std::string>& args, const std::string& input = "",
                  bool closedOutput = false)
 {
-    int in[2], out[2], err[2];
-    if (::pipe(in) != 0 || ::pipe(out) != 0 || ::pipe(err) != 0)
+    tooltest::ScratchDir dir;
+    const std::string errPath = dir.file("stderr");
+    std::vector<std::string> argv = commandLine(args);
+    std::vector<char*> cargv;
+    for (std::string& a : argv)
+        cargv.push_back(&a[0]);
+    cargv.push_back(nullptr);
+    int in[2], out[2];
+    if (::pipe(in) != 0 || ::pipe(out) != 0)
         return Outcome();
-    const std::vector<std::string> argv = commandLine(args);
     const pid_t pid = ::fork();
     if (pid == 0) {
+        const int err = ::open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
         ::dup2(in[0], 0);
         ::dup2(out[1], 1);
-        ::dup2(err[1], 2);
-        for (int fd : {in[0], in[1], out[0], out[1], err[0], err[1]})
+        ::dup2(err, 2);
+        for (int fd : {in[0], in[1], out[0], out[1], err})
             ::close(fd);
-        // The program must cope with a default SIGPIPE on its own.
-        std::signal(SIGPIPE, SIG_DFL);
-        std::vector<char*> cargv;
-        for (const std::string& a : argv)
-            cargv.push_back(const_cast<char*>(a.c_str()));
-        cargv.push_back(nullptr);
+        std::signal(SIGPIPE, SIG_DFL);  // the program must cope with it on its own
         ::execvp(cargv[0], cargv.data());
         _exit(127);
     }
     ::close(in[0]);
     ::close(out[1]);
-    ::close(err[1]);
-    if (closedOutput) {
+    if (closedOutput)
         ::close(out[0]);
-        out[0] = -1;
-    }
     std::signal(SIGPIPE, SIG_IGN);  // our own writes to a finished child
+    std::thread feeder([&] {
+        for (size_t at = 0; at < input.size(); at += 4099)
+            if (::write(in[1], input.data() + at, std::min<size_t>(input.size() - at, 4099)) < 0)
+                break;
+        ::close(in[1]);
+    });
     Outcome outcome;
-    size_t written = 0;
-    int inFd = in[1];
-    if (input.empty()) {
-        ::close(inFd);
-        inFd = -1;
-    } else {
-        ::fcntl(inFd, F_SETFL, O_NONBLOCK);
-    }
-    while (inFd >= 0 || out[0] >= 0 || err[0] >= 0) {
-        pollfd fds[3] = {{inFd, POLLOUT, 0}, {out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
-        if (::poll(fds, 3, 60000) <= 0)
-            break;
-        if (inFd >= 0 && fds[0].revents) {
-            const ssize_t n = ::write(inFd, input.data() + written,
-                                      std::min<size_t>(input.size() - written, 4099));
-            if (n > 0)
-                written += size_t(n);
-            if (n < 0 && errno != EAGAIN) {
-                ::close(inFd);
-                inFd = -1;
-            }
-            if (written == input.size() && inFd >= 0) {
-                ::close(inFd);
-                inFd = -1;
-            }
-        }
-        for (int i = 1; i < 3; ++i) {
-            int& fd = i == 1 ? out[0] : err[0];
-            if (fd < 0 || !fds[i].revents)
-                continue;
-            char buffer[65536];
-            const ssize_t n = ::read(fd, buffer, sizeof buffer);
-            if (n > 0) {
-                (i == 1 ? outcome.out : outcome.err).append(buffer, size_t(n));
-            } else {
-                ::close(fd);
-                fd = -1;
-            }
-        }
-    }
+    char buffer[65536];
+    ssize_t n;
+    while (!closedOutput && (n = ::read(out[0], buffer, sizeof buffer)) > 0)
+        outcome.out.append(buffer, size_t(n));
+    if (!closedOutput)
+        ::close(out[0]);
+    feeder.join();
     int status = 0;
     ::waitpid(pid, &status, 0);
     outcome.exited = WIFEXITED(status);
     outcome.code = outcome.exited ? WEXITSTATUS(status) : WTERMSIG(status);
+    outcome.err = tooltest::readFile(errPath);
     return outcome;
 }
 
@@ -191,14 +162,12 @@ TEST(OxlutProcess, GradesFramesOverPipes)
                         tooltest::cubeText(17, [](int r, int g, int b) {
                             return std::vector<double>{1 - r / 16.0, 1 - g / 16.0, 1 - b / 16.0};
                         }));
-    const std::vector<std::string> negative = {"apply", "--lut", dir.file("negative.cube"),
-                                               "--size", "64x46", "--standard", "bt709"};
-    std::vector<std::string> oneThread = negative;
-    oneThread.insert(oneThread.end(), {"--threads", "1"});
-    std::vector<std::string> threeThreads = negative;
-    threeThreads.insert(threeThreads.end(), {"--threads", "3"});
-    const Outcome a = runOxlut(oneThread, input);
-    const Outcome b = runOxlut(threeThreads, input);
+    auto negative = [&](const char* threads) {
+        return runOxlut({"apply", "--lut", dir.file("negative.cube"), "--size", "64x46", "--standard", "bt709",
+                         "--threads", threads}, input);
+    };
+    const Outcome a = negative("1");
+    const Outcome b = negative("3");
     ASSERT_EQ(a.code, 0) << a.err;
     ASSERT_EQ(b.code, 0) << b.err;
     ASSERT_EQ(a.out.size(), input.size());
