@@ -1,5 +1,6 @@
 #include "lut/lut3dtable.h"
 
+#include "lut/kernels/lutkernel.h"
 #include "lut/lutmemory.h"
 
 #include <cmath>
@@ -30,6 +31,29 @@ void fillPaddedGrid(uint8_t* cells, const uint8_t* entries, uint32_t n, uint32_t
         }
     }
 }
+
+#if LUT_HAVE_AVX2_KERNEL
+// Fills the corner groups (layout in lut3dtable.h) of every point a lookup
+// can start from: r up to n (the upper red neighbour of the last level), g
+// and b below n. Other groups stay zero.
+void fillCornerGroups(int8_t* groups, const uint8_t* cells, uint32_t n, uint32_t rowStride,
+                      uint32_t planeStride)
+{
+    memset(groups, 0, size_t(planeStride) * (n + 1) * 4);
+    for (uint32_t r = 0; r <= n; ++r) {
+        for (uint32_t g = 0; g < n; ++g) {
+            for (uint32_t b = 0; b < n; ++b) {
+                const uint32_t offset = r * planeStride + g * rowStride + b * 4;
+                int8_t* group = groups + size_t(offset) * 4;
+                for (uint32_t dg = 0; dg < 2; ++dg)
+                    for (uint32_t c = 0; c < 3; ++c)
+                        for (uint32_t db = 0; db < 2; ++db)
+                            group[8 * dg + 2 * c + db] = int8_t(cells[offset + dg * rowStride + db * 4 + c] - 128);
+            }
+        }
+    }
+}
+#endif
 
 // Position of x between two levels in 1/128, truncated towards zero. The
 // caller guarantees lower < x < upper, so this is 0..127 up to rounding; the
@@ -105,6 +129,14 @@ Lut3DTable* lutTableCreate(const float* levels, uint32_t n, const uint8_t* grid)
     fillPaddedGrid(table->grid, grid, n, table->rowStride, table->planeStride);
     lutBuildLevelIndex(levels, n, table->levelIndex);
     table->uniform = lutLevelsAreUniform(levels, n) ? 1 : 0;
+#if LUT_HAVE_AVX2_KERNEL
+    // Without the groups (out of memory) the AVX2 kernel hands over to NEON.
+    if (lutAvx2Supported()) {
+        table->cornerGroups = static_cast<int8_t*>(lutAlignedAlloc(size_t(table->planeStride) * (n + 1) * 4));
+        if (table->cornerGroups)
+            fillCornerGroups(table->cornerGroups, table->grid, n, table->rowStride, table->planeStride);
+    }
+#endif
     return table;
 }
 
@@ -112,6 +144,7 @@ void lutTableDestroy(Lut3DTable* table)
 {
     if (!table)
         return;
+    lutAlignedFree(table->cornerGroups);
     lutAlignedFree(table->levelIndex);
     lutAlignedFree(table->grid);
     delete table;

@@ -35,6 +35,12 @@ struct Lut3DTable {
     LutLevelIndex* levelIndex; // 64-byte aligned
     uint8_t uniform;           // 1 when the levels are evenly spaced over 0..1
     uint32_t levelCount;       // N
+    // The corner groups of the AVX2 kernel; null where that kernel does not
+    // run. 16 bytes per grid point, at 4 times the point's grid offset: the
+    // cells (g + dg, b + db) of the point's red plane, channel c of corner
+    // (dg, db) at byte 8 * dg + 2 * c + db (bytes 6, 7, 14, 15 zero), each
+    // value stored minus 128 as a signed byte. 64-byte aligned.
+    int8_t* cornerGroups;
 };
 
 // Largest number of levels per axis a table can have.

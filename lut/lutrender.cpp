@@ -4,8 +4,11 @@
 
 LutRowPairKernel lutDefaultKernel()
 {
-#ifdef OXLUT_SCALAR_KERNEL
+#if defined(OXLUT_SCALAR_KERNEL)
     return lutRowPairReference;
+#elif LUT_HAVE_AVX2_KERNEL
+    static const LutRowPairKernel kernel = lutAvx2Supported() ? lutRowPairAvx2 : lutRowPairNeon;
+    return kernel;
 #else
     return lutRowPairNeon;
 #endif

@@ -21,16 +21,16 @@ void lutBandRows(uint32_t height, uint32_t band, uint32_t bandCount, uint32_t* f
 // index, worker count.
 void lutRenderBand(void* effect, uint32_t band, uint32_t bandCount);
 
-// Renders rowCount rows from firstRow with the build's kernel (NEON, or the
-// scalar reference when OXLUT_SCALAR_KERNEL is defined). firstRow must be
-// even. An odd last row is processed as a pair with itself.
+// Renders rowCount rows from firstRow with the default kernel. firstRow must
+// be even. An odd last row is processed as a pair with itself.
 void lutRenderRows(const Lut3DEffect* effect, uint32_t firstRow, uint32_t rowCount);
 
 // The same walk with a given row-pair kernel.
 void lutRenderRowsWith(const Lut3DEffect* effect, uint32_t firstRow, uint32_t rowCount,
                        LutRowPairKernel kernel);
 
-// The kernel lutRenderRows uses in this build.
+// The kernel lutRenderRows uses: the scalar reference when the build defines
+// OXLUT_SCALAR_KERNEL, else AVX2 on x86-64 processors that have it, else NEON.
 LutRowPairKernel lutDefaultKernel();
 
 #endif // LUTRENDER_H

@@ -8,9 +8,10 @@
 // source (in-place rendering). nv21 is true when the chroma pairs are stored
 // V first.
 //
-// Both kernels produce identical bytes. The scalar reference is the readable
-// definition of the arithmetic and the fallback for processors without NEON;
-// the NEON kernel is the one that renders by default.
+// Every kernel produces the same bytes. The scalar reference is the readable
+// definition of the arithmetic and the fallback for processors without a
+// vector kernel; the NEON kernel renders on Arm (and, translated, anywhere
+// else); the AVX2 kernel renders on x86-64 processors that have AVX2.
 #ifndef LUTKERNEL_H
 #define LUTKERNEL_H
 
@@ -27,5 +28,16 @@ void lutRowPairReference(const Lut3DEffect* effect, const uint8_t* srcA, const u
 
 void lutRowPairNeon(const Lut3DEffect* effect, const uint8_t* srcA, const uint8_t* srcB,
                     const uint8_t* srcUV, uint8_t* dstA, uint8_t* dstB, uint8_t* dstUV, bool nv21);
+
+// The AVX2 kernel exists in x86-64 builds only; it must be called only when
+// lutAvx2Supported() says the processor runs it.
+#if defined(__x86_64__)
+#define LUT_HAVE_AVX2_KERNEL 1
+void lutRowPairAvx2(const Lut3DEffect* effect, const uint8_t* srcA, const uint8_t* srcB,
+                    const uint8_t* srcUV, uint8_t* dstA, uint8_t* dstB, uint8_t* dstUV, bool nv21);
+bool lutAvx2Supported();
+#else
+#define LUT_HAVE_AVX2_KERNEL 0
+#endif
 
 #endif // LUTKERNEL_H

@@ -12,7 +12,17 @@ struct Kernel {
     const char* name;
     LutRowPairKernel run;
 };
-const Kernel kKernels[] = {{"reference", lutRowPairReference}, {"neon", lutRowPairNeon}};
+// The reference first, then every vector kernel this processor runs.
+std::vector<Kernel> allKernels()
+{
+    std::vector<Kernel> kernels = {{"reference", lutRowPairReference}, {"neon", lutRowPairNeon}};
+#if LUT_HAVE_AVX2_KERNEL
+    if (lutAvx2Supported())
+        kernels.push_back({"avx2", lutRowPairAvx2});
+#endif
+    return kernels;
+}
+const std::vector<Kernel> kKernels = allKernels();
 
 // Renders a whole frame with one kernel.
 void render(LutRowPairKernel kernel, const Lut3DTable* table, Frame& src, Frame& dst,
@@ -177,33 +187,35 @@ struct Tables {
     }
 };
 
-// One comparison: reference and NEON into separate destinations that start
-// with different contents (so both must write every pixel), then NEON in
-// place. Returns false with a failure recorded on any difference.
+// One comparison: the reference and each vector kernel into separate
+// destinations that start with different contents (so each must write every
+// pixel), then each vector kernel in place.
 void compareKernels(const Lut3DTable* table, uint32_t width, uint32_t height, uint32_t format,
                     uint32_t standard, uint32_t range, std::mt19937& rng)
 {
     SCOPED_TRACE(testing::Message() << "width " << width << " height " << height << " format " << format
                                     << " standard " << standard << " range " << range << " levels "
                                     << table->levelCount << (table->uniform ? " uniform" : " map"));
-    Frame src(width, height, 1 + width % 5, 3), expected(width, height, 4, 1 + width % 3),
-        actual(width, height, 2, 6), inPlace(width, height, 1 + width % 5, 3);
+    Frame src(width, height, 1 + width % 5, 3), expected(width, height, 4, 1 + width % 3);
     src.randomize(rng);
     expected.randomize(rng);
-    actual.randomize(rng);
-    inPlace.copyPixels(src);
-
     render(lutRowPairReference, table, src, expected, format, standard, range);
-    render(lutRowPairNeon, table, src, actual, format, standard, range);
-    render(lutRowPairNeon, table, inPlace, inPlace, format, standard, range);
-    EXPECT_TRUE(actual.samePixels(expected));
-    EXPECT_TRUE(inPlace.samePixels(expected));
     EXPECT_TRUE(expected.paddingIntact());
-    EXPECT_TRUE(actual.paddingIntact());
-    EXPECT_TRUE(inPlace.paddingIntact());
+    for (size_t k = 1; k < kKernels.size(); ++k) {
+        SCOPED_TRACE(kKernels[k].name);
+        Frame actual(width, height, 2, 6), inPlace(width, height, 1 + width % 5, 3);
+        actual.randomize(rng);
+        inPlace.copyPixels(src);
+        render(kKernels[k].run, table, src, actual, format, standard, range);
+        render(kKernels[k].run, table, inPlace, inPlace, format, standard, range);
+        EXPECT_TRUE(actual.samePixels(expected));
+        EXPECT_TRUE(inPlace.samePixels(expected));
+        EXPECT_TRUE(actual.paddingIntact());
+        EXPECT_TRUE(inPlace.paddingIntact());
+    }
 }
 
-TEST(LutKernel, NeonMatchesReferenceOnEveryNarrowWidth)
+TEST(LutKernel, VectorKernelsMatchReferenceOnEveryNarrowWidth)
 {
     std::mt19937 rng(1234);
     Tables tables(rng);
@@ -214,7 +226,7 @@ TEST(LutKernel, NeonMatchesReferenceOnEveryNarrowWidth)
     }
 }
 
-TEST(LutKernel, NeonMatchesReferenceOnWideAndTallFrames)
+TEST(LutKernel, VectorKernelsMatchReferenceOnWideAndTallFrames)
 {
     std::mt19937 rng(99);
     Tables tables(rng);
