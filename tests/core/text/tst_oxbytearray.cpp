@@ -1,15 +1,11 @@
 #include "core/text/oxbytearray.h"
 #include "core/text/oxrangecut.h"
 
+#include "texttestsupport.h"
+
 #include <gtest/gtest.h>
 
-#include <ostream>
 #include <string>
-
-void PrintTo(const COxByteArray& a, std::ostream* os)
-{
-    *os << '"' << std::string(a.constData(), size_t(a.size())) << '"' << (a.isNull() ? " (null)" : "");
-}
 
 namespace {
 
