@@ -71,9 +71,12 @@ Outcome runOxlut(const std::vector<std::string>& args, const std::string& input 
         ::close(out[0]);
     std::signal(SIGPIPE, SIG_IGN);  // our own writes to a finished child
     std::thread feeder([&] {
-        for (size_t at = 0; at < input.size(); at += 4099)
-            if (::write(in[1], input.data() + at, std::min<size_t>(input.size() - at, 4099)) < 0)
+        for (size_t at = 0; at < input.size();) {
+            const ssize_t n = ::write(in[1], input.data() + at, std::min<size_t>(input.size() - at, 4099));
+            if (n < 0)
                 break;
+            at += size_t(n);
+        }
         ::close(in[1]);
     });
     Outcome outcome;
