@@ -410,6 +410,9 @@ void lutRowPairAvx2(const Lut3DEffect* effect, const uint8_t* srcA, const uint8_
 
 bool lutAvx2Supported()
 {
+    // The processor's feature bits (AVX2, and the system saving the wide
+    // registers); safe to call from static constructors too.
+    __builtin_cpu_init();
     return __builtin_cpu_supports("avx2");
 }
 
