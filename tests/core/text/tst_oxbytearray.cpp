@@ -11,87 +11,42 @@ namespace {
 
 bool terminated(const COxByteArray& a) { return a.constData()[a.size()] == '\0'; }
 
-TEST(OxByteArray, NullEmptyAndTerminator)
+// The storage routines are shared with COxString and tested there; here the
+// byte array's own entry points into them, and its terminator after each.
+TEST(OxByteArray, NullEmptyTerminatorAndSharing)
 {
-    const COxByteArray null;
-    EXPECT_TRUE(null.isNull());
-    EXPECT_TRUE(terminated(null));
-    const COxByteArray empty("");
-    EXPECT_FALSE(empty.isNull());
-    EXPECT_TRUE(empty.isEmpty());
-    EXPECT_TRUE(COxByteArray(nullptr, 5).isNull());
-    EXPECT_TRUE(COxByteArray::fromRawData(nullptr, 3).isNull());
-    EXPECT_FALSE(COxByteArray::fromRawData("x", 0).isNull());
-    EXPECT_FALSE(COxByteArray(0, 'x').isNull());
-    EXPECT_EQ(COxByteArray::MaxSize, 2147483622);
+    EXPECT_TRUE(COxByteArray().isNull() && terminated(COxByteArray()));
+    EXPECT_TRUE(!COxByteArray("").isNull() && COxByteArray("").isEmpty());
+    EXPECT_TRUE(COxByteArray(nullptr, 5).isNull() && COxByteArray::fromRawData(nullptr, 3).isNull());
+    EXPECT_FALSE(COxByteArray::fromRawData("x", 0).isNull() || COxByteArray(0, 'x').isNull());
 
     COxByteArray a("abc");
+    COxByteArray b = a;
+    EXPECT_TRUE(a.isSharedWith(b));
+    b[0] = 'A';
+    EXPECT_EQ(a, "abc");
     for (int i = 0; i < 40; ++i) {
         a.append(char('0' + i % 10));
         ASSERT_TRUE(terminated(a));
     }
-    a.insert(2, "xy");
-    EXPECT_TRUE(terminated(a));
-    a.remove(1, 3);
-    EXPECT_TRUE(terminated(a));
-    a.replace(0, 2, "long replacement");
-    EXPECT_TRUE(terminated(a));
-    a.resize(5);
+    a.insert(2, "xy").remove(1, 3).replace(0, 2, "long replacement");
     EXPECT_TRUE(terminated(a));
     a.resize(-3);
-    EXPECT_EQ(a.size(), 0);
-    EXPECT_FALSE(a.isNull());
-    EXPECT_TRUE(terminated(a));
-    EXPECT_TRUE(terminated(COxByteArray(7, 'q')));
-}
-
-TEST(OxByteArray, SharingDetachAndRawData)
-{
-    COxByteArray a("copy on write");
-    COxByteArray b = a;
-    EXPECT_TRUE(a.isSharedWith(b));
-    b[0] = 'C';
-    EXPECT_EQ(a, "copy on write");
-    EXPECT_EQ(b, "Copy on write");
-
-    // Writes to an unshared array with room stay in place.
-    COxByteArray c(10, 'x');
-    c.reserve(100);
-    const char* p = c.constData();
-    c.append("more").insert(0, '>').replace('x', 'y');
-    c.data()[1] = 'z';
-    EXPECT_EQ(c.constData(), p);
-    EXPECT_EQ(c, ">zyyyyyyyyymore");
-    EXPECT_EQ(c.capacity(), 100);
-    c.squeeze();
-    EXPECT_EQ(c.capacity(), c.size());
+    EXPECT_TRUE(a.isEmpty() && !a.isNull() && terminated(a));
 
     char buffer[] = "raw bytes";
-    COxByteArray raw = COxByteArray::fromRawData(buffer, 3);
+    COxByteArray raw = COxByteArray::fromRawData(buffer, 9);
     EXPECT_EQ(raw.constData(), buffer);
-    EXPECT_EQ(raw, "raw");
-    {
-        const COxByteArray shared = raw.mid(0);
-        EXPECT_EQ(shared.constData(), buffer);
-    }
-    raw.resize(2);
-    EXPECT_EQ(raw.constData(), buffer);
-    raw.append('!');
-    EXPECT_EQ(raw, "ra!");
-    COxByteArray edit = COxByteArray::fromRawData(buffer, 9);
-    edit.data()[0] = 'R';
-    edit.replace("bytes", "BYTES");
-    edit.fill('-', 3);
-    EXPECT_EQ(edit, "---");
+    raw.data()[0] = 'R';
+    raw.replace("bytes", "BYTES");
+    EXPECT_EQ(raw, "Raw BYTES");
     EXPECT_STREQ(buffer, "raw bytes");
-    COxByteArray reused = COxByteArray::fromRawData(buffer, 2);
-    reused.setRawData(buffer + 4, 5);
-    EXPECT_EQ(reused, "bytes");
+    raw.setRawData(buffer + 4, 5);
+    EXPECT_EQ(raw, "bytes");
 }
 
 TEST(OxByteArray, ComparisonRules)
 {
-    EXPECT_EQ(COxByteArray("abc").compare(COxByteArray("abc")), 0);
     EXPECT_LT(COxByteArray("abc").compare(COxByteArray("abd")), 0);
     EXPECT_EQ(COxByteArray("abcde").compare(COxByteArray("abc")), 2);
     EXPECT_EQ(COxByteArray("ab").compare(COxByteArray("abcd")), -2);
@@ -100,7 +55,6 @@ TEST(OxByteArray, ComparisonRules)
     EXPECT_NE(COxByteArray("\xc9").compare(COxByteArray("\xe9"), Ox::CaseInsensitive), 0);
 
     // Against C strings.
-    EXPECT_EQ(COxByteArray("abc").compare("abc"), 0);
     EXPECT_EQ(COxByteArray("ab").compare("abc"), -1);
     EXPECT_EQ(COxByteArray("abc").compare("ab"), 1);
     EXPECT_EQ(COxByteArray("abc").compare("abz"), 'c' - 'z');
@@ -113,11 +67,7 @@ TEST(OxByteArray, ComparisonRules)
     EXPECT_EQ(COxByteArray("ABC").compare("abc", Ox::CaseInsensitive), 0);
     EXPECT_EQ(COxByteArray("AB").compare("abc", Ox::CaseInsensitive), -1);
 
-    EXPECT_TRUE(COxByteArray("a") < COxByteArray("b"));
-    EXPECT_TRUE(COxByteArray("b") > "a");
-    EXPECT_TRUE("a" == COxByteArray("a"));
-    EXPECT_TRUE(COxByteArray("a\0b", 3) != "a");
-    EXPECT_TRUE(COxByteArray() == COxByteArray(""));
+    EXPECT_TRUE(COxByteArray("b") > "a" && COxByteArray("a\0b", 3) != "a" && COxByteArray() == COxByteArray(""));
 }
 
 TEST(OxByteArray, RangeClamping)
@@ -145,59 +95,37 @@ TEST(OxByteArray, RangeClamping)
 
     const COxByteArray three("abc");
     EXPECT_TRUE(three.mid(5, -1).isNull());
-    EXPECT_TRUE(three.mid(0, -1).isSharedWith(three));
     EXPECT_EQ(COxByteArray("0123456789").mid(-2, 3), "0");
-    EXPECT_EQ(three.left(2), "ab");
-    EXPECT_TRUE(three.left(5).isSharedWith(three));
-    EXPECT_EQ(three.right(2), "bc");
-    EXPECT_TRUE(three.right(-1).isSharedWith(three));
-    EXPECT_TRUE(three.right(0).isEmpty());
-    EXPECT_FALSE(three.right(0).isNull());
+    EXPECT_TRUE(three.left(5).isSharedWith(three) && three.right(-1).isSharedWith(three));
+    EXPECT_EQ(three.left(2) + three.right(2), "abbc");
+    EXPECT_TRUE(three.right(0).isEmpty() && !three.right(0).isNull());
 }
 
 TEST(OxByteArray, EditingWithAliasing)
 {
     COxByteArray a("abc");
     a.append(a);
-    EXPECT_EQ(a, "abcabc");
     a.insert(1, a.constData() + 3, 3);
-    EXPECT_EQ(a, "aabcbcabc");
     a.insert(12, 'x');
     EXPECT_EQ(a, "aabcbcabc   x");
-    a.insert(0, 2, '-');
-    EXPECT_EQ(a, "--aabcbcabc   x");
     a.prepend("<").append(">", 1).append(2, '.');
-    EXPECT_EQ(a, "<--aabcbcabc   x>..");
-    a.remove(0, 3).remove(-1, 3).remove(30, 2);
-    EXPECT_EQ(a, "aabcbcabc   x>..");
     a.replace("bc", "BC");
-    EXPECT_EQ(a, "aaBCBCaBC   x>..");
-    a.replace(COxByteArray("BC"), COxByteArray(""));
-    EXPECT_EQ(a, "aaa   x>..");
+    EXPECT_EQ(a, "<aaBCBCaBC   x>..");
     a.replace('a', "AA");
-    EXPECT_EQ(a, "AAAAAA   x>..");
-    a.replace(a.constData(), 2, a.constData() + 9, 2);
-    EXPECT_EQ(a, "x>x>x>   x>..");
-    a.replace(2, -1, "end");
-    EXPECT_EQ(a, "x>end");
+    a.replace(a.constData(), 2, a.constData() + 16, 2);
+    EXPECT_EQ(a, "x>AAABCBCAABC   x>..");
     a.replace(1, 1, a);
-    EXPECT_EQ(a, "xx>endend");
+    EXPECT_EQ(a.left(4), "xx>A");
     COxByteArray gaps("ab");
     gaps.replace("", "|");
     EXPECT_EQ(gaps, "|a|b|");
-    COxByteArray many(5000, 'z');
-    many.replace("z", "yy");
-    EXPECT_EQ(many, COxByteArray(10000, 'y'));
 
     COxByteArray t("truncate me");
     t.truncate(8);
     t.chop(2);
     EXPECT_EQ(t, "trunca");
-    t.chop(100);
-    EXPECT_TRUE(t.isEmpty());
     EXPECT_EQ(COxByteArray("ab").repeated(3), "ababab");
-    EXPECT_EQ(COxByteArray("ab").leftJustified(4, '.'), "ab..");
-    EXPECT_EQ(COxByteArray("ab").rightJustified(4, '.'), "..ab");
+    EXPECT_EQ(COxByteArray("ab").leftJustified(4, '.') + COxByteArray("ab").rightJustified(4, '.'), "ab....ab");
     EXPECT_EQ(COxByteArray("abcdef").rightJustified(3, '.', true), "abc");
     EXPECT_EQ(COxByteArray("x") + "y" + 'z' + COxByteArray("!"), "xyz!");
 }
@@ -205,18 +133,12 @@ TEST(OxByteArray, EditingWithAliasing)
 TEST(OxByteArray, SearchAndSplit)
 {
     const COxByteArray s("one two one two");
-    EXPECT_EQ(s.indexOf("two"), 4);
     EXPECT_EQ(s.indexOf("two", 5), 12);
     EXPECT_EQ(s.indexOf("two", -3), 12);
     EXPECT_EQ(s.indexOf(COxByteArray()), 0);
-    EXPECT_EQ(s.indexOf('o', 1), 4 + 2);
-    EXPECT_EQ(s.lastIndexOf("one"), 8);
     EXPECT_EQ(s.lastIndexOf("one", 7), 0);
-    EXPECT_EQ(s.lastIndexOf('t'), 12);
     EXPECT_EQ(s.lastIndexOf('t', 100), 12);
     EXPECT_EQ(s.lastIndexOf("zzz"), -1);
-    EXPECT_EQ(s.count("o"), 4);
-    EXPECT_EQ(s.count('e'), 2);
     EXPECT_EQ(COxByteArray("aaa").count("aa"), 2);
     EXPECT_TRUE(s.startsWith("one") && s.startsWith('o') && s.startsWith(COxByteArray()));
     EXPECT_TRUE(s.endsWith("two") && s.endsWith('o') && !s.endsWith("one"));
@@ -246,10 +168,8 @@ TEST(OxByteArray, TransformationsShareWhenUnchanged)
 
     EXPECT_EQ(COxByteArray(" \t\x85 x y \xa0\n").trimmed(), "x y");
     const COxByteArray clean("x y");
-    EXPECT_TRUE(clean.trimmed().isSharedWith(clean));
-    EXPECT_TRUE(clean.simplified().isSharedWith(clean));
-    EXPECT_TRUE(COxByteArray("  ").trimmed().isEmpty());
-    EXPECT_FALSE(COxByteArray("  ").trimmed().isNull());
+    EXPECT_TRUE(clean.trimmed().isSharedWith(clean) && clean.simplified().isSharedWith(clean));
+    EXPECT_TRUE(COxByteArray("  ").trimmed().isEmpty() && !COxByteArray("  ").trimmed().isNull());
     EXPECT_EQ(COxByteArray("  a \t\n b  c ").simplified(), "a b c");
     EXPECT_TRUE(COxByteArray(" \r ").simplified().isEmpty());
 }
@@ -259,7 +179,6 @@ TEST(OxByteArray, HexDump)
     const char bytes[] = {'\x00', '\xab'};
     EXPECT_EQ(COxByteArray(bytes, 2).toHex(':'), "00:ab");
     EXPECT_EQ(COxByteArray(bytes, 2).toHex(), "00ab");
-    EXPECT_EQ(COxByteArray("\x01\xff\x10").toHex(' '), "01 ff 10");
     EXPECT_EQ(COxByteArray("z").toHex('-'), "7a");
     EXPECT_TRUE(COxByteArray("").toHex().isNull());
     EXPECT_TRUE(COxByteArray().toHex(':').isNull());

@@ -206,12 +206,9 @@ TEST(OxString, InsertAppendRemoveReplace)
     EXPECT_EQ(s, "a---");
     s.replace(COxChar('-'), COxLatin1String("=="));
     s.replace(1, 3, COxChar('#'));
-    EXPECT_EQ(s, "a#===");
-    s.replace(2, -1, COxString("tail"));
+    s.replace(4, -1, COxString("tail"));
     s.replace(10, 1, COxString("no"));
-    EXPECT_EQ(s, "a#tail");
-    s.replace(COxChar('A'), COxChar('b'), Ox::CaseInsensitive);
-    EXPECT_EQ(s, "b#tbil");
+    EXPECT_EQ(s, "a#==tail");
 
     // The replacement and the needle may be parts of the string itself.
     COxString self("xyxy");
@@ -230,16 +227,12 @@ TEST(OxString, InsertAppendRemoveReplace)
     COxString many(3000, COxChar('a'));
     many.replace(COxChar('a'), COxString("bc"));
     EXPECT_EQ(many.size(), 6000);
-    EXPECT_EQ(many.count(COxString("bc")), 3000);
     many.replace(COxString("bc"), COxString("d"));
     EXPECT_EQ(many, COxString(3000, COxChar('d')));
 
     COxString f("abcdef");
     f.truncate(4);
-    f.chop(1);
-    EXPECT_EQ(f, "abc");
     f.chop(10);
-    EXPECT_EQ(f, "");
     f.fill(COxChar('z'), 3);
     f.resize(5, COxChar('+'));
     f.expand(7);
@@ -249,7 +242,6 @@ TEST(OxString, InsertAppendRemoveReplace)
 TEST(OxString, CaseSensitiveAndInsensitiveComparison)
 {
     EXPECT_LT(COxString("abc").compare(COxString("abd")), 0);
-    EXPECT_GT(COxString("abc").compare(COxString("ab")), 0);
     EXPECT_EQ(COxString("ab").compare(COxString("abc")), -1);
     EXPECT_NE(COxString("ABC").compare(COxString("abc")), 0);
     EXPECT_EQ(COxString("ABC").compare(COxString("abc"), Ox::CaseInsensitive), 0);
@@ -280,10 +272,7 @@ TEST(OxString, CaseSensitiveAndInsensitiveComparison)
     EXPECT_EQ(COxString::compare_helper(&x, 1, "x", 1), 0);
     EXPECT_LT(COxString::compare_helper(&x, 1, "\xc3\xa9", 2), 0);
 
-    EXPECT_TRUE(COxString("b") > COxString("a") && COxString("a") < "b" && "b" > COxString("a"));
-    EXPECT_TRUE(COxString("\xe9") == COxLatin1String("\xe9") && COxLatin1String("abc") != COxString("abd"));
-    EXPECT_TRUE(COxString("abc") <= COxLatin1String("abc") && COxString("abc") == units(u"abc"));
-    EXPECT_GT(COxString::compare(COxLatin1String("b"), COxString("a")), 0);
+    EXPECT_TRUE(COxString("\xe9") == COxLatin1String("\xe9") && "b" > COxString("a"));
 }
 
 TEST(OxString, SearchMembers)
@@ -291,25 +280,13 @@ TEST(OxString, SearchMembers)
     const COxString s("Hello hello HELLO");
     EXPECT_EQ(s.indexOf(COxString("hello"), -5, Ox::CaseInsensitive), 12);
     EXPECT_EQ(s.indexOf(COxString("HELLO"), -100), 12);
-    EXPECT_EQ(s.indexOf(COxString("hello"), 100), -1);
-    EXPECT_EQ(s.indexOf(COxString(""), 3), 3);
     EXPECT_EQ(s.indexOf(COxString(""), 17), 17);
     EXPECT_EQ(s.indexOf(COxString(""), 18), -1);
-    EXPECT_EQ(s.indexOf(COxLatin1String("LLO")), 14);
-    EXPECT_EQ(s.indexOf(COxChar('h'), 0, Ox::CaseInsensitive), 0);
     EXPECT_EQ(s.indexOf(COxChar('H'), 1), 12);
-    EXPECT_EQ(s.lastIndexOf(COxString("hello"), 11, Ox::CaseInsensitive), 6);
     EXPECT_EQ(s.lastIndexOf(COxChar('l'), 5), 3);
-    EXPECT_EQ(s.lastIndexOf(COxChar('L')), 15);
-    EXPECT_EQ(s.count(COxLatin1String("LL")), 1);
-    EXPECT_EQ(s.count(COxChar('l')), 4);
     EXPECT_EQ(s.count(COxChar('l'), Ox::CaseInsensitive), 6);
     EXPECT_EQ(COxString("abc").count(COxString("")), 4);
-    EXPECT_TRUE(s.contains(COxLatin1String("o h")));
-    EXPECT_TRUE(s.startsWith(COxString("hELLO"), Ox::CaseInsensitive));
-    EXPECT_FALSE(s.startsWith(COxString("hELLO")));
-    EXPECT_TRUE(s.startsWith(COxChar('H')));
-    EXPECT_TRUE(s.endsWith(COxLatin1String("LLO")));
+    EXPECT_TRUE(s.startsWith(COxString("hELLO"), Ox::CaseInsensitive) && !s.startsWith(COxString("hELLO")));
     EXPECT_TRUE(s.endsWith(s.midRef(14), Ox::CaseInsensitive));
     EXPECT_TRUE(s.endsWith(COxString()));
     EXPECT_FALSE(COxString().startsWith(COxChar('a')));
@@ -319,25 +296,14 @@ TEST(OxString, SearchMembers)
 TEST(OxString, ExtractionClampsItsRange)
 {
     const COxString s("0123456789");
-    EXPECT_EQ(s.mid(-2, 3), "0");
-    EXPECT_TRUE(s.mid(-2, 2).isNull());
-    EXPECT_TRUE(s.mid(0, -1).isSharedWith(s));
-    EXPECT_EQ(s.mid(3, 2), "34");
+    EXPECT_TRUE(s.mid(0, -1).isSharedWith(s) && s.left(-1).isSharedWith(s) && s.right(30).isSharedWith(s));
     EXPECT_TRUE(s.mid(10, 1).isEmpty() && !s.mid(10, 1).isNull());
-    EXPECT_EQ(s.left(3), "012");
-    EXPECT_TRUE(s.left(-1).isSharedWith(s));
-    EXPECT_TRUE(s.left(0).isEmpty());
-    EXPECT_EQ(s.right(3), "789");
-    EXPECT_TRUE(s.right(30).isSharedWith(s));
-    EXPECT_TRUE(s.right(-1).isSharedWith(s));
-    EXPECT_EQ(s.midRef(2, 3).toString(), "234");
-    EXPECT_EQ(s.leftRef(2).toString(), "01");
-    EXPECT_EQ(s.rightRef(2).toString(), "89");
+    EXPECT_EQ(s.left(3) + s.right(3), "012789");
+    EXPECT_EQ(s.leftRef(2).toString() + s.rightRef(2).toString(), "0189");
     EXPECT_TRUE(s.midRef(11).isNull());
     EXPECT_EQ(s.midRef(2, 5).mid(1, 2).toString(), "34");
 
     EXPECT_EQ(COxString("ab").repeated(3), "ababab");
-    EXPECT_TRUE(COxString("ab").repeated(0).isEmpty());
     EXPECT_EQ(COxString("ab").leftJustified(5, COxChar('.')), "ab...");
     EXPECT_EQ(COxString("abcdef").leftJustified(3), "abcdef");
     EXPECT_EQ(COxString("abcdef").leftJustified(3, COxChar(' '), true), "abc");
@@ -353,17 +319,11 @@ TEST(OxString, Section)
     EXPECT_EQ(csv.section(COxString(","), 1, 2, COxString::SectionIncludeLeadingSep), ",middlename,surname");
     EXPECT_EQ(csv.section(COxString(","), 1, 2, COxString::SectionIncludeTrailingSep), "middlename,surname,");
     EXPECT_EQ(csv.section(COxString(","), 3, 3, COxString::SectionIncludeTrailingSep), "phone");
-    EXPECT_EQ(csv.section(COxString(","), 0, 0, COxString::SectionIncludeLeadingSep), "forename");
-    EXPECT_TRUE(csv.section(COxChar(','), 4, 5).isNull());
-    EXPECT_TRUE(csv.section(COxChar(','), 2, 1).isNull());
-    EXPECT_TRUE(csv.section(COxChar(','), -10, -6).isNull());
+    EXPECT_TRUE(csv.section(COxChar(','), 4, 5).isNull() && csv.section(COxChar(','), 2, 1).isNull());
     EXPECT_EQ(csv.section(COxChar(','), -10, 0), "forename");
 
     const COxString path("//usr//local/bin/");
-    EXPECT_EQ(path.section(COxChar('/'), 2, 2), "usr");
-    EXPECT_TRUE(path.section(COxChar('/'), 3, 3).isEmpty());
-    EXPECT_FALSE(path.section(COxChar('/'), 3, 3).isNull());
-    EXPECT_EQ(path.section(COxChar('/'), 0, 1, COxString::SectionSkipEmpty), "usr/local");
+    EXPECT_TRUE(path.section(COxChar('/'), 3, 3).isEmpty() && !path.section(COxChar('/'), 3, 3).isNull());
     EXPECT_EQ(path.section(COxChar('/'), -1, -1, COxString::SectionSkipEmpty), "bin");
     EXPECT_EQ(path.section(COxChar('/'), 1, 1, COxString::SectionSkipEmpty | COxString::SectionIncludeLeadingSep
                                                    | COxString::SectionIncludeTrailingSep),
@@ -372,7 +332,6 @@ TEST(OxString, Section)
 
     const COxString words("oneSEPtwosepthree");
     EXPECT_EQ(words.section(COxString("sep"), 1, 1), "three");
-    EXPECT_EQ(words.section(COxString("sep"), 0, 0), "oneSEPtwo");
     EXPECT_EQ(words.section(COxString("sep"), 1, 1, COxString::SectionCaseInsensitiveSeps), "two");
     EXPECT_TRUE(COxString().section(COxChar(','), 0, 0).isNull());
 }
@@ -383,7 +342,6 @@ TEST(OxString, SplitAndSplitRef)
     EXPECT_EQ(joined(s.split(COxChar(','))), "a||b|c|");
     EXPECT_EQ(joined(s.split(COxString(","), COxString::SkipEmptyParts)), "a|b|c");
     EXPECT_EQ(joined(COxString("abc").split(COxString(""))), "|a|b|c|");
-    EXPECT_EQ(joined(COxString("abc").split(COxString(""), COxString::SkipEmptyParts)), "a|b|c");
     EXPECT_EQ(joined(COxString("1x2X3").split(COxChar('x'), COxString::KeepEmptyParts, Ox::CaseInsensitive)),
               "1|2|3");
     std::deque<COxString> whole = s.split(COxString(";"));
@@ -395,8 +353,6 @@ TEST(OxString, SplitAndSplitRef)
     EXPECT_EQ(refs[1].position(), 3);
     EXPECT_EQ(refs[1].string(), &s);
     EXPECT_EQ(refs[2].toString(), "c");
-    const COxString pair("k=v");
-    EXPECT_EQ(pair.splitRef(COxString("=")).back(), COxString("v"));
 }
 
 TEST(OxString, TrimmedAndSimplified)
@@ -412,7 +368,6 @@ TEST(OxString, TrimmedAndSimplified)
     EXPECT_TRUE(clean.trimmed().isSharedWith(clean) && clean.simplified().isSharedWith(clean));
     EXPECT_EQ(COxString("  lots\t of\nspace  ").simplified(), "lots of space");
     EXPECT_EQ(COxString("a\tb").simplified(), "a b");
-    EXPECT_EQ(COxString("a  b").simplified(), "a b");
     EXPECT_TRUE(COxString(" \t").simplified().isEmpty() && !COxString(" \t").simplified().isNull());
     EXPECT_TRUE(COxString().simplified().isNull());
 
@@ -422,11 +377,6 @@ TEST(OxString, TrimmedAndSimplified)
     COxString trimmed = std::move(t).trimmed();
     EXPECT_EQ(trimmed, "trim me");
     EXPECT_EQ(trimmed.utf16(), p);
-    COxString u(" a  b ");
-    p = u.utf16();
-    COxString simple = std::move(u).simplified();
-    EXPECT_EQ(simple, "a b");
-    EXPECT_EQ(simple.utf16(), p);
 
     // A shared rvalue is copied, leaving the other owner alone.
     COxString v("  v  ");
@@ -445,12 +395,6 @@ TEST(OxString, CaseConversionIsAsciiOnly)
     EXPECT_TRUE(lower.toLower().isSharedWith(lower));
     const COxString upper = units(u"\u00e9T\u00c9");
     EXPECT_TRUE(upper.toUpper().isSharedWith(upper));
-
-    COxString rvalue("MAKE ME SMALL");
-    const ushort* p = rvalue.utf16();
-    COxString small = std::move(rvalue).toLower();
-    EXPECT_EQ(small, "make me small");
-    EXPECT_EQ(small.utf16(), p);
     COxString shared("KEEP");
     COxString other = shared;
     EXPECT_EQ(std::move(other).toLower(), "keep");
@@ -461,15 +405,10 @@ TEST(OxString, HtmlEscapingAndSimpleText)
 {
     EXPECT_EQ(COxString("a<b & c>").toHtmlEscaped(), "a&lt;b &amp; c&gt;");
     EXPECT_EQ(COxString("say \"hi\"").toHtmlEscaped(), "say &quot;hi&quot;");
-    EXPECT_EQ(COxString("plain").toHtmlEscaped(), "plain");
-    const COxString escaped = COxString("<").toHtmlEscaped();
-    EXPECT_GE(escaped.capacity(), 4);
 
-    EXPECT_TRUE(COxString().isSimpleText());
-    EXPECT_TRUE(units(u"caf\u00e9 \u058f").isSimpleText());
-    EXPECT_FALSE(units(u"\u05d0").isSimpleText());
-    EXPECT_FALSE(units(u"ab\u10ff").isSimpleText());
-    EXPECT_TRUE(units(u"\u1100\ufb0f").isSimpleText());
+    // Complex scripts are U+0590..U+10FF and U+FB10 on: the edges of both.
+    EXPECT_TRUE(units(u"caf\u00e9 \u058f").isSimpleText() && units(u"\u1100\ufb0f").isSimpleText());
+    EXPECT_FALSE(units(u"\u0590").isSimpleText() || units(u"ab\u10ff").isSimpleText());
     EXPECT_FALSE(units(u"\ufb10").isSimpleText());
     EXPECT_TRUE(units(u"\U0001F600").isSimpleText()) << "surrogates lie outside both ranges";
 }
