@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <random>
-#include <unistd.h>
 
 namespace luttest {
 
@@ -70,32 +68,15 @@ std::vector<uint8_t> lutFileBytes(const LutFileLayout& layout)
     return out;
 }
 
-LutTempDir::LutTempDir()
-{
-    const char* base = getenv("TMPDIR");
-    std::string pattern = std::string(base && *base ? base : "/tmp") + "/lutfile-XXXXXX";
-    if (mkdtemp(&pattern[0]))
-        m_path = pattern;
-}
-
-LutTempDir::~LutTempDir()
-{
-    for (const std::string& file : m_files)
-        unlink(file.c_str());
-    if (!m_path.empty())
-        rmdir(m_path.c_str());
-}
-
 std::string LutTempDir::write(const std::string& name, const std::vector<uint8_t>& bytes)
 {
-    const std::string file = path(name);
-    if (FILE* f = fopen(file.c_str(), "wb")) {
+    const std::string path = file(name);
+    if (FILE* f = fopen(path.c_str(), "wb")) {
         if (!bytes.empty())
             fwrite(bytes.data(), 1, bytes.size(), f);
         fclose(f);
-        m_files.push_back(file);
     }
-    return file;
+    return path;
 }
 
 int openDescriptorCount()

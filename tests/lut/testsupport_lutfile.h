@@ -9,6 +9,8 @@
 #ifndef TESTSUPPORT_LUTFILE_H
 #define TESTSUPPORT_LUTFILE_H
 
+#include "oxtempdir.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -39,26 +41,15 @@ LutFileLayout lutFileLayout(uint32_t n, uint32_t seed);
 // The bytes of a file: 48-byte little-endian header, the levels, the grid.
 std::vector<uint8_t> lutFileBytes(const LutFileLayout& layout);
 
-// A fresh directory under the temporary directory; removed, with every file
-// written through it, when the object goes away.
-class LutTempDir {
+// A temporary directory that writes files from their bytes or layout and
+// returns their paths.
+class LutTempDir : public OxTempDir {
 public:
-    LutTempDir();
-    ~LutTempDir();
-    LutTempDir(const LutTempDir&) = delete;
-    LutTempDir& operator=(const LutTempDir&) = delete;
-
-    std::string path(const std::string& name) const { return m_path + "/" + name; }
-    // Writes the bytes to the named file and returns its path.
     std::string write(const std::string& name, const std::vector<uint8_t>& bytes);
     std::string write(const std::string& name, const LutFileLayout& layout)
     {
         return write(name, lutFileBytes(layout));
     }
-
-private:
-    std::string m_path;
-    std::vector<std::string> m_files;
 };
 
 // Number of open file descriptors of this process (-1 when unknown), to see

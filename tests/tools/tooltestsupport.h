@@ -3,60 +3,18 @@
 #ifndef TESTS_TOOLS_TOOLTESTSUPPORT_H
 #define TESTS_TOOLS_TOOLTESTSUPPORT_H
 
-#include <cstdio>
-#include <cstdlib>
-#include <dirent.h>
+#include "oxtempdir.h"
+
 #include <fstream>
 #include <functional>
 #include <sstream>
 #include <string>
 #include <sys/stat.h>
-#include <unistd.h>
 #include <vector>
 
 namespace tooltest {
 
-// A fresh directory, removed with its files when the test ends.
-class ScratchDir {
-public:
-    ScratchDir()
-    {
-        const char* tmp = std::getenv("TMPDIR");
-        std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/oxlut-test-XXXXXX";
-        std::vector<char> name(pattern.begin(), pattern.end());
-        name.push_back('\0');
-        if (::mkdtemp(name.data()))
-            m_path = name.data();
-    }
-    ~ScratchDir()
-    {
-        for (const std::string& name : entries())
-            ::unlink((m_path + "/" + name).c_str());
-        ::rmdir(m_path.c_str());
-    }
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-
-    std::string file(const std::string& name) const { return m_path + "/" + name; }
-    bool valid() const { return !m_path.empty(); }
-
-    std::vector<std::string> entries() const
-    {
-        std::vector<std::string> names;
-        if (DIR* dir = ::opendir(m_path.c_str())) {
-            while (dirent* e = ::readdir(dir)) {
-                const std::string name = e->d_name;
-                if (name != "." && name != "..")
-                    names.push_back(name);
-            }
-            ::closedir(dir);
-        }
-        return names;
-    }
-
-private:
-    std::string m_path;
-};
+using ScratchDir = OxTempDir;
 
 inline void writeFile(const std::string& path, const std::string& bytes)
 {

@@ -1,52 +1,16 @@
-// Helpers of the file tests: a fresh temporary directory removed with all its
-// content, and plain byte access to files behind the library's back.
+// Helpers of the file tests: plain byte access to files behind the library's
+// back, and the temporary directory they live in.
 #ifndef TESTS_CORE_IO_IOTESTSUPPORT_H
 #define TESTS_CORE_IO_IOTESTSUPPORT_H
 
 #include "core/text/oxstring.h"
+#include "oxtempdir.h"
 
 #include <cstdio>
-#include <cstdlib>
-#include <ftw.h>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
 
-class OxTempDir {
-public:
-    // A new directory below base (TMPDIR or /tmp when empty).
-    explicit OxTempDir(std::string base = std::string())
-    {
-        if (base.empty()) {
-            const char* tmp = std::getenv("TMPDIR");
-            base = (tmp && *tmp) ? tmp : "/tmp";
-        }
-        std::string pattern = base + "/oxiotest.XXXXXX";
-        if (mkdtemp(&pattern[0]))
-            m_path = pattern;
-    }
-    ~OxTempDir()
-    {
-        if (!m_path.empty())
-            nftw(m_path.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS);
-    }
-    OxTempDir(const OxTempDir&) = delete;
-    OxTempDir& operator=(const OxTempDir&) = delete;
-
-    bool isValid() const { return !m_path.empty(); }
-    const std::string& path() const { return m_path; }
-    std::string file(const std::string& name) const { return m_path + "/" + name; }
-    COxString name(const std::string& name) const { return COxString::fromLocal8Bit(file(name).c_str()); }
-
-private:
-    static int removeEntry(const char* path, const struct stat*, int, struct FTW*)
-    {
-        ::remove(path);
-        return 0;
-    }
-
-    std::string m_path;
-};
 
 inline COxString oxName(const std::string& path)
 {

@@ -47,18 +47,14 @@ TEST_F(OxFileTest, OpenModesOnDisk)
     const std::string path = dir.file("modes");
     COxFile file(oxName(path));
 
-    // Reading needs the file.
     EXPECT_FALSE(file.open(Io::ReadOnly));
     EXPECT_EQ(file.error(), COxFile::OpenError);
     EXPECT_EQ(str(file.errorString()), "No such file or directory");
 
     // WriteOnly creates, and truncates what is there.
+    writeBytes(path, "old content");
     ASSERT_TRUE(file.open(Io::WriteOnly));
     EXPECT_EQ(file.error(), COxFile::NoError);
-    EXPECT_EQ(file.write("old content", 11), 11);
-    file.close();
-    ASSERT_TRUE(file.open(Io::WriteOnly));
-    EXPECT_EQ(file.size(), 0);
     EXPECT_EQ(file.write("new", 3), 3);
     file.close();
     EXPECT_EQ(readBytes(path), "new");
@@ -72,7 +68,6 @@ TEST_F(OxFileTest, OpenModesOnDisk)
 
     // ReadWrite | Truncate empties it but stays readable.
     ASSERT_TRUE(file.open(Io::ReadWrite | Io::Truncate));
-    EXPECT_EQ(file.size(), 0);
     EXPECT_EQ(file.write("abc", 3), 3);
     ASSERT_TRUE(file.seek(0));
     EXPECT_EQ(str(file.readAll()), "abc");
@@ -83,8 +78,6 @@ TEST_F(OxFileTest, OpenModesOnDisk)
     EXPECT_EQ(file.openMode(), uint32_t(Io::Append | Io::WriteOnly));
     EXPECT_EQ(file.pos(), 3);
     EXPECT_EQ(file.write("de", 2), 2);
-    EXPECT_EQ(file.pos(), 5);
-    EXPECT_EQ(file.read(1).size(), 0);
     file.close();
     EXPECT_EQ(readBytes(path), "abcde");
 
@@ -96,17 +89,14 @@ TEST_F(OxFileTest, OpenModesOnDisk)
     file.close();
     EXPECT_EQ(readBytes(path), "abcdef");
 
-    // ReadWrite on a missing file creates it.
+    // ReadWrite on a missing file creates it; reading and truncating
+    // together is not a mode a stream can open.
     COxFile fresh(dir.name("fresh"));
     ASSERT_TRUE(fresh.open(Io::ReadWrite));
-    EXPECT_EQ(fresh.write("x", 1), 1);
     fresh.close();
-    EXPECT_EQ(readBytes(dir.file("fresh")), "x");
-
-    // Reading and truncating together is not a mode a stream can open.
     EXPECT_FALSE(fresh.open(Io::ReadOnly | Io::Truncate));
     EXPECT_EQ(fresh.error(), COxFile::OpenError);
-    EXPECT_EQ(readBytes(dir.file("fresh")), "x");
+    EXPECT_TRUE(pathExists(dir.file("fresh")));
 }
 
 TEST_F(OxFileTest, OpenRefusals)
@@ -116,9 +106,7 @@ TEST_F(OxFileTest, OpenRefusals)
     EXPECT_FALSE(directory.open(Io::ReadOnly));
     EXPECT_EQ(directory.error(), COxFile::OpenError);
     EXPECT_EQ(str(directory.errorString()), "file to open is a directory");
-    EXPECT_FALSE(directory.isOpen());
     EXPECT_FALSE(directory.open(Io::WriteOnly));
-    EXPECT_EQ(directory.error(), COxFile::OpenError);
     EXPECT_EQ(str(directory.errorString()), "Is a directory");
 
     COxFile file(dir.name("a"));
@@ -130,7 +118,6 @@ TEST_F(OxFileTest, OpenRefusals)
     ASSERT_TRUE(file.open(Io::WriteOnly));
     EXPECT_FALSE(file.open(Io::ReadOnly));
     EXPECT_EQ(capture.count("COxFile::open: File (" + dir.file("a") + ") already open"), 1u);
-    EXPECT_TRUE(file.isWritable());
 
     // The descriptor is not inherited by programs the process starts.
     const int fd = descriptorOf(dir.file("a"));
@@ -142,28 +129,19 @@ TEST_F(OxFileTest, OpenRefusals)
     EXPECT_EQ(capture.count("COxFile::setFileName: File (" + dir.file("a") + ") is already opened"), 1u);
     EXPECT_FALSE(file.isOpen());
     EXPECT_EQ(descriptorOf(dir.file("a")), -1);
-    EXPECT_EQ(str(file.fileName()), dir.file("b"));
 
     COxFile unnamed;
     EXPECT_FALSE(unnamed.open(Io::ReadOnly));
     EXPECT_EQ(capture.count("COxGenericFileEngine::open: No file name specified"), 1u);
-    EXPECT_EQ(unnamed.error(), COxFile::OpenError);
 }
 
-// Text mode itself belongs to the device base class; here only that the file
-// passes it on, and an empty file read whole.
-TEST_F(OxFileTest, TextModeAndEmptyFiles)
+// Text mode belongs to the device base class; the file only passes it on.
+TEST_F(OxFileTest, TextModeIsPassedOn)
 {
     writeBytes(dir.file("text"), "l1\r\nend\r");
     COxFile file(dir.name("text"));
     ASSERT_TRUE(file.open(Io::ReadOnly | Io::Text));
     EXPECT_EQ(str(file.readAll()), "l1\nend");
-
-    writeBytes(dir.file("empty"), "");
-    COxFile empty(dir.name("empty"));
-    ASSERT_TRUE(empty.open(Io::ReadOnly));
-    EXPECT_TRUE(empty.readAll().isEmpty());
-    EXPECT_TRUE(empty.atEnd());
 }
 
 TEST_F(OxFileTest, PositionFollowsMixedReadsAndWrites)
@@ -173,16 +151,13 @@ TEST_F(OxFileTest, PositionFollowsMixedReadsAndWrites)
     ASSERT_TRUE(file.open(Io::ReadWrite));
     EXPECT_EQ(str(file.read(3)), "012");
     EXPECT_EQ(file.write("ab", 2), 2);
-    EXPECT_EQ(file.pos(), 5);
-    EXPECT_EQ(str(file.read(2)), "56");
+    EXPECT_EQ(str(file.read(2)), "56"); // a read straight after a write
     ASSERT_TRUE(file.seek(1));
     EXPECT_EQ(str(file.read(2)), "12");
     EXPECT_EQ(file.write("Z", 1), 1);
     EXPECT_EQ(str(file.peek(3)), "b56");
     EXPECT_EQ(file.pos(), 4);
     EXPECT_EQ(file.write("Y", 1), 1); // lands after the peeked-at position
-    EXPECT_EQ(file.pos(), 5);
-    EXPECT_EQ(file.bytesAvailable(), 5);
 
     // Writing past the end leaves a gap of zero bytes.
     ASSERT_TRUE(file.seek(12));
@@ -190,11 +165,6 @@ TEST_F(OxFileTest, PositionFollowsMixedReadsAndWrites)
     EXPECT_EQ(file.size(), 13);
     ASSERT_TRUE(file.seek(9));
     EXPECT_EQ(str(file.readAll()), std::string("9\0\0E", 4));
-
-    OxLogCapture capture;
-    EXPECT_FALSE(file.seek(-3));
-    EXPECT_EQ(capture.count("COxIODevice::seek: Invalid pos: -3"), 1u);
-    EXPECT_EQ(file.pos(), 13);
     file.close();
     EXPECT_EQ(readBytes(dir.file("mixed")), std::string("012ZY56789\0\0E", 13));
 }
@@ -205,7 +175,6 @@ TEST_F(OxFileTest, WriteFaultsReportNoSpace)
         GTEST_SKIP() << "/dev/full is not available";
     COxFile full(oxName("/dev/full"));
     ASSERT_TRUE(full.open(Io::WriteOnly));
-    EXPECT_FALSE(full.isSequential());
     // A small write only reaches the stream's buffer; flushing it fails.
     EXPECT_EQ(full.write("abc", 3), 3);
     EXPECT_FALSE(full.flush());
@@ -241,7 +210,6 @@ TEST_F(OxFileTest, RenameRules)
     EXPECT_FALSE(file.rename(dir.name("dst")));
     EXPECT_EQ(file.error(), COxFile::RenameError);
     EXPECT_EQ(str(file.errorString()), "Destination file exists");
-    EXPECT_EQ(readBytes(dir.file("src")), "source");
     EXPECT_EQ(readBytes(dir.file("dst")), "destination");
 
     EXPECT_FALSE(file.rename(dir.name("src")));
@@ -259,10 +227,8 @@ TEST_F(OxFileTest, RenameRules)
     ASSERT_TRUE(file.open(Io::ReadWrite));
     EXPECT_EQ(file.write("S", 1), 1);
     EXPECT_TRUE(file.rename(dir.name("moved")));
-    EXPECT_EQ(file.error(), COxFile::NoError);
     EXPECT_FALSE(file.isOpen());
     EXPECT_EQ(str(file.fileName()), dir.file("moved"));
-    EXPECT_FALSE(pathExists(dir.file("src")));
     EXPECT_EQ(readBytes(dir.file("moved")), "Source");
 
     // A name differing only in case that leads to the same file (here a
@@ -279,7 +245,6 @@ TEST_F(OxFileTest, RenameRules)
     EXPECT_EQ(file.error(), COxFile::RenameError);
     EXPECT_EQ(str(file.errorString()), "No such file or directory");
     EXPECT_EQ(readBytes(dir.file("moved")), "Source");
-    EXPECT_FALSE(file.isOpen());
 }
 
 TEST_F(OxFileTest, RenameAcrossFileSystemsCopiesBlocks)
@@ -300,12 +265,9 @@ TEST_F(OxFileTest, RenameAcrossFileSystemsCopiesBlocks)
 
     COxFile file(dir.name("big"));
     EXPECT_TRUE(file.rename(shm.name("big")));
-    EXPECT_EQ(file.error(), COxFile::NoError);
     EXPECT_FALSE(pathExists(dir.file("big")));
     EXPECT_EQ(readBytes(shm.file("big")), content);
-    EXPECT_EQ(str(file.fileName()), shm.file("big"));
     EXPECT_EQ(file.permissions(), 0x640u);
-    EXPECT_FALSE(file.isOpen());
 }
 
 TEST_F(OxFileTest, RemoveExistsResizeAndPermissions)
@@ -313,9 +275,7 @@ TEST_F(OxFileTest, RemoveExistsResizeAndPermissions)
     OxLogCapture capture;
     writeBytes(dir.file("f"), "0123456789");
     COxFile file(dir.name("f"));
-    EXPECT_TRUE(file.exists());
-    EXPECT_TRUE(COxFile::exists(dir.name("f")));
-    EXPECT_EQ(file.size(), 10);
+    EXPECT_TRUE(file.exists() && COxFile::exists(dir.name("f")));
 
     EXPECT_TRUE(file.resize(4));
     EXPECT_EQ(readBytes(dir.file("f")), "0123");
@@ -331,12 +291,10 @@ TEST_F(OxFileTest, RemoveExistsResizeAndPermissions)
     struct stat st;
     ASSERT_EQ(stat(dir.file("f").c_str(), &st), 0);
     EXPECT_EQ(st.st_mode & 0777, 0604u);
-    EXPECT_EQ(file.permissions(), 0x604u);
 
     ASSERT_TRUE(file.open(Io::ReadOnly));
     EXPECT_TRUE(file.remove()); // closes first
-    EXPECT_FALSE(file.isOpen());
-    EXPECT_FALSE(pathExists(dir.file("f")));
+    EXPECT_FALSE(file.isOpen() || pathExists(dir.file("f")));
     EXPECT_FALSE(file.remove());
     EXPECT_EQ(file.error(), COxFile::RemoveError);
     EXPECT_EQ(str(file.errorString()), "No such file or directory");
@@ -351,8 +309,6 @@ TEST_F(OxFileTest, RemoveExistsResizeAndPermissions)
     EXPECT_FALSE(unnamed.remove());
     EXPECT_FALSE(COxFile::remove(COxString()));
     EXPECT_EQ(capture.count("COxFile::remove: Empty or null file name"), 2u);
-    EXPECT_FALSE(unnamed.exists());
-    EXPECT_EQ(unnamed.size(), 0);
 }
 
 TEST_F(OxFileTest, MapAndUnmap)
@@ -386,13 +342,10 @@ TEST_F(OxFileTest, MapAndUnmap)
     EXPECT_EQ(file.error(), COxFile::PermissionsError);
     EXPECT_EQ(str(file.errorString()), "Permission denied");
     EXPECT_FALSE(file.unmap(second + 1));
-    EXPECT_EQ(file.error(), COxFile::PermissionsError);
     EXPECT_TRUE(file.unmap(second));
 
-    EXPECT_EQ(file.map(-1, 10), nullptr);
-    EXPECT_EQ(file.map(0, -10), nullptr);
-    EXPECT_EQ(file.map(0, 0), nullptr);
-    EXPECT_EQ(file.map(INT64_MAX, 2), nullptr);
+    for (const auto& bad : {std::make_pair(int64_t(-1), int64_t(10)), {0, -10}, {0, 0}, {INT64_MAX, 2}})
+        EXPECT_EQ(file.map(bad.first, bad.second), nullptr) << bad.first << " " << bad.second;
     uchar* tail = file.map(int64_t(content.size()) - 10, 20);
     EXPECT_NE(tail, nullptr);
     EXPECT_EQ(capture.count("COxGenericFileEngine::map: Mapping a file beyond its size is not portable"), 1u);
@@ -408,11 +361,8 @@ TEST_F(OxFileTest, ClosedAndUnnamedFilesRefuseQuietly)
     COxFile file(dir.name("never"));
     EXPECT_FALSE(file.flush());
     EXPECT_EQ(capture.count("COxFileDevice::flush: No file engine. Is IODevice open?"), 1u);
-    EXPECT_EQ(file.write("x", 1), -1);
     EXPECT_FALSE(file.seek(0));
     EXPECT_EQ(capture.count("COxFileDevice::seek: IODevice is not open"), 1u);
-    EXPECT_TRUE(file.atEnd());
-    EXPECT_EQ(file.pos(), 0);
     file.close(); // nothing to close
     EXPECT_FALSE(pathExists(dir.file("never")));
 }

@@ -1,21 +1,18 @@
 // Helpers for the log tests: a clock the test moves by hand and a scratch
-// directory that is removed with its contents.
+// directory that knows where the log files go.
 #ifndef TESTS_CORE_LOG_LOGTESTSUPPORT_H
 #define TESTS_CORE_LOG_LOGTESTSUPPORT_H
 
 #include "core/log/oxlogfile.h"
+#include "oxtempdir.h"
 
 #include <algorithm>
 #include <atomic>
-#include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <dirent.h>
 #include <fstream>
-#include <ftw.h>
 #include <sstream>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 // Monotonic nanoseconds and a calendar time (read as UTC, so tests do not
@@ -68,39 +65,22 @@ inline std::string readFile(const std::string& path)
     return out.str();
 }
 
-class ScratchDir {
+class ScratchDir : public OxTempDir {
 public:
-    ScratchDir()
-    {
-        const char* tmp = std::getenv("TMPDIR");
-        std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/oxlogtest.XXXXXX";
-        if (mkdtemp(&pattern[0]))
-            m_path = pattern;
-    }
-    ~ScratchDir()
-    {
-        if (!m_path.empty())
-            nftw(m_path.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS);
-    }
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-
-    const std::string& path() const { return m_path; }
     std::string logFile(const std::string& date) const
     {
-        return m_path + "/haldensdk/log/haldensdklog(" + date + ").log";
+        return path() + "/haldensdk/log/haldensdklog(" + date + ").log";
     }
 
     // Every log file of the directory, oldest date first.
     std::string readAllLogs() const
     {
-        const std::string logDir = m_path + "/haldensdk/log";
+        const std::string logDir = path() + "/haldensdk/log";
         std::vector<std::string> names;
         if (DIR* d = opendir(logDir.c_str())) {
-            while (const dirent* e = readdir(d)) {
+            while (const dirent* e = readdir(d))
                 if (e->d_name[0] != '.')
                     names.push_back(e->d_name);
-            }
             closedir(d);
         }
         std::sort(names.begin(), names.end());
@@ -110,10 +90,6 @@ public:
         return all;
     }
 
-private:
-    static int removeEntry(const char* path, const struct stat*, int, struct FTW*) { return ::remove(path); }
-
-    std::string m_path;
 };
 
 #endif // TESTS_CORE_LOG_LOGTESTSUPPORT_H

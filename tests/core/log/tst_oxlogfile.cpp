@@ -16,10 +16,9 @@ const char kWarning[] = "Failed to create log file: ";
 TEST(OxLogFile, LinesGoToTheDatedFileAndAreFlushedEveryTenSeconds)
 {
     ScratchDir dir;
-    ASSERT_FALSE(dir.path().empty());
+    ASSERT_TRUE(dir.isValid());
     FakeLogClock clock(2026, 11, 15, 8, 9, 10);
     COxLogFile sink(clock);
-    ASSERT_TRUE(sink.isRunning());
     sink.setBaseDirectory(COxString::fromLocal8Bit(dir.path().c_str()));
     const std::string file = dir.logFile("2026-11-15");
 
@@ -78,7 +77,6 @@ TEST(OxLogFile, FailedOpenWarnsOncePerThirtySecondsAndDropsLines)
     sink->sync();
     ASSERT_EQ(capture.size(), 1u);
     EXPECT_EQ(capture.lines()[0].text, kWarning);
-    EXPECT_EQ(capture.lines()[0].level, 2u);
 
     clock.advanceNanoseconds(29'999'999'999);
     sink->writeLine("b");
