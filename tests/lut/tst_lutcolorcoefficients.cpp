@@ -29,21 +29,18 @@ void expectSet(const LutColorCoefficients& k, const Expected& e)
 {
     expectLanes(k.lumaOffset, e.lumaOffset, "luma offset");
     expectLanes(k.chromaOffset, 128, "chroma offset");
-    expectLanes(k.lumaGain, e.gains[0], "luma gain");
-    expectLanes(k.vToR, e.gains[1], "V to R");
-    expectLanes(k.uToG, e.gains[2], "U to G");
-    expectLanes(k.vToG, e.gains[3], "V to G");
-    expectLanes(k.uToB, e.gains[4], "U to B");
+    expectLanes(k.eight, 8, "eight");
+    const uint16_t(*gains[])[8] = {&k.lumaGain, &k.vToR, &k.uToG, &k.vToG, &k.uToB};
+    for (int i = 0; i < 5; ++i)
+        expectLanes(*gains[i], e.gains[i], "gain");
+    const uint16_t(*weights[])[4] = {&k.rToU, &k.gToU, &k.bToU, &k.rToV, &k.gToV, &k.bToV};
+    for (int i = 0; i < 3; ++i) {
+        expectLanes(*weights[i], e.uWeights[i], "U weight");
+        expectLanes(*weights[3 + i], e.vWeights[i], "V weight");
+    }
     expectLanes(k.rToY, e.yWeights[0], "R to Y");
     expectLanes(k.gToY, e.yWeights[1], "G to Y");
     expectLanes(k.bToY, e.yWeights[2], "B to Y");
-    expectLanes(k.rToU, e.uWeights[0], "R to U");
-    expectLanes(k.gToU, e.uWeights[1], "G to U");
-    expectLanes(k.bToU, e.uWeights[2], "B to U");
-    expectLanes(k.rToV, e.vWeights[0], "R to V");
-    expectLanes(k.gToV, e.vWeights[1], "G to V");
-    expectLanes(k.bToV, e.vWeights[2], "B to V");
-    expectLanes(k.eight, 8, "eight");
 }
 
 const Expected kBt601Limited = {16, {9539, 13075, 3209, 6660, 16525}, {66, 129, 25}, {38, 74, 112}, {112, 94, 18}};

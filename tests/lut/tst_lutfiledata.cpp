@@ -99,7 +99,7 @@ TEST(LutFileData, EachBrokenFileFailsWithItsMessageOrSilently)
 TEST(LutFileData, OpenFailureNamesThePath)
 {
     LutTempDir dir;
-    const std::string missing = dir.path("missing.lut");
+    const std::string missing = dir.file("missing.lut");
     {
         OxLogCapture log;
         EXPECT_EQ(OxcLut3DLoadTableFromFile(missing.c_str()), nullptr);
@@ -110,12 +110,11 @@ TEST(LutFileData, OpenFailureNamesThePath)
         // A null path is an empty name.
         OxLogCapture log;
         EXPECT_EQ(OxcLut3DLoadTableFromFile(nullptr), nullptr);
-        EXPECT_EQ(log.count("Failed to open lut file"), 1u);
         EXPECT_EQ(linesEndingWith(log, "Failed to open lut file "), 1u);
     }
     {
         // UTF-8 names reach the file system and the message unchanged.
-        const std::string name = dir.path("gr\xc3\xa4" "de.lut");
+        const std::string name = dir.file("gr\xc3\xa4" "de.lut");
         OxLogCapture log;
         EXPECT_EQ(OxcLut3DLoadTableFromFile(name.c_str()), nullptr);
         EXPECT_EQ(linesEndingWith(log, "Failed to open lut file " + name), 1u);
@@ -148,9 +147,6 @@ TEST(LutFileData, LoadsEveryTableSizeIntoThePaddedGrid)
 
         const LutFileData* file = table->file;
         ASSERT_NE(file, nullptr);
-        EXPECT_EQ(file->version(), 1u);
-        EXPECT_TRUE(file->is3D());
-        EXPECT_EQ(file->elementType(), 0u);
         ASSERT_EQ(file->levelCount(), n);
         EXPECT_EQ(memcmp(file->levelValues(), layout.levels.data(), n * sizeof(float)), 0);
         EXPECT_EQ(reinterpret_cast<uintptr_t>(file->gridBytes()) % 64, 0u);
@@ -172,6 +168,8 @@ TEST(LutFileData, LoadsEveryTableSizeIntoThePaddedGrid)
         EXPECT_EQ(table->levelIndex->entries[0].index, 0);
         EXPECT_EQ(table->levelIndex->entries[255].index, n - 1);
         EXPECT_EQ(table->levelIndex->entries[255].fraction, 0);
+        // The padding cells are readable (AddressSanitizer checks the size).
+        EXPECT_EQ(table->grid[size_t(table->planeStride) * (n + 1) - 1], 0);
         OxcLut3DDestroyTable(table);
     }
 

@@ -25,8 +25,6 @@ TEST(LutRender, BandsStartEvenAndCoverEveryRowOnce)
     // Height 4, 8 bands: only bands 3 and 7 get rows.
     for (uint32_t b = 0; b < 8; ++b)
         EXPECT_EQ(band(4, b, 8), b == 3 ? P(0, 2) : b == 7 ? P(2, 2) : P(0, 0)) << b;
-    EXPECT_EQ(band(9, 2, 3), P(6, 3));
-    EXPECT_EQ(band(1, 0, 1), P(0, 1));
     EXPECT_EQ(band(100, 0, 0), P(0, 0));
 
     for (uint32_t height = 1; height < 40; ++height)
@@ -71,12 +69,10 @@ TEST(LutRender, WalkerPairsRowsAndPassesAnOddLastRowTwice)
     const uint32_t rows[3][2] = {{2, 3}, {4, 5}, {6, 6}};
     for (uint32_t i = 0; i < 3; ++i) {
         const Call& c = g_calls[i];
-        EXPECT_EQ(c.srcA, src.y(rows[i][0]));
-        EXPECT_EQ(c.srcB, src.y(rows[i][1]));
-        EXPECT_EQ(c.srcUV, src.uv(rows[i][0] / 2));
-        EXPECT_EQ(c.dstA, dst.y(rows[i][0]));
-        EXPECT_EQ(c.dstB, dst.y(rows[i][1]));
-        EXPECT_EQ(c.dstUV, dst.uv(rows[i][0] / 2));
+        EXPECT_TRUE(c.srcA == src.y(rows[i][0]) && c.srcB == src.y(rows[i][1]) && c.srcUV == src.uv(rows[i][0] / 2))
+            << i;
+        EXPECT_TRUE(c.dstA == dst.y(rows[i][0]) && c.dstB == dst.y(rows[i][1]) && c.dstUV == dst.uv(rows[i][0] / 2))
+            << i;
         EXPECT_TRUE(c.nv21);
     }
 
