@@ -38,11 +38,12 @@ public:
     std::string file(const std::string& name) const { return m_path + "/" + name; }
     COxString name(const std::string& name) const { return COxString::fromLocal8Bit(file(name).c_str()); }
 
-    // The names in the directory itself.
-    std::vector<std::string> entries() const
+    // The names in the directory itself, or in a subdirectory of it.
+    std::vector<std::string> entries(const std::string& subdirectory = std::string()) const
     {
         std::vector<std::string> names;
-        if (DIR* dir = opendir(m_path.c_str())) {
+        const std::string path = subdirectory.empty() ? m_path : file(subdirectory);
+        if (DIR* dir = opendir(path.c_str())) {
             while (const dirent* e = readdir(dir))
                 if (e->d_name[0] != '.')
                     names.push_back(e->d_name);

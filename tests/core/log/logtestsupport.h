@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <atomic>
 #include <ctime>
-#include <dirent.h>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -76,13 +75,7 @@ public:
     std::string readAllLogs() const
     {
         const std::string logDir = path() + "/haldensdk/log";
-        std::vector<std::string> names;
-        if (DIR* d = opendir(logDir.c_str())) {
-            while (const dirent* e = readdir(d))
-                if (e->d_name[0] != '.')
-                    names.push_back(e->d_name);
-            closedir(d);
-        }
+        std::vector<std::string> names = entries("haldensdk/log");
         std::sort(names.begin(), names.end());
         std::string all;
         for (const std::string& name : names)
