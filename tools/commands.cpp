@@ -349,7 +349,7 @@ int runApply(const std::vector<std::string>& args, const ToolContext& context)
     FrameRenderer* r = renderer.get();
     const StreamResult result = streamFrames(
         input.fd(), output.fd(), options.render.geometry.frameSize(),
-        [r](uint8_t* frame) { return r->render(frame, frame); }, progress.get());
+        [r](const uint8_t* src, uint8_t* dst) { return r->render(src, dst); }, progress.get());
     if (progress)
         progress->finish(result.frames);
     if (!result.ok)

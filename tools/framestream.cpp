@@ -6,9 +6,58 @@
 #include <memory>
 #include <new>
 #include <ostream>
+#include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace oxtool {
+
+namespace {
+
+// One frame of a regular input file, mapped read-only at the file's current
+// offset, which moves past the frame as a read would. Anything else (a pipe,
+// a terminal, less than a whole frame left, a failed mapping) leaves it
+// empty, and the caller reads instead: the end of the input and a truncated
+// tail are then found exactly as for a pipe.
+class MappedFrame {
+public:
+    MappedFrame(int fd, size_t size)
+    {
+        struct stat st;
+        if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode))
+            return;
+        const off_t offset = ::lseek(fd, 0, SEEK_CUR);
+        if (offset < 0 || st.st_size - offset < off_t(size))
+            return;
+        const off_t page = off_t(::sysconf(_SC_PAGESIZE));
+        const off_t start = offset / page * page;
+        m_length = size_t(offset - start) + size;
+        void* map = ::mmap(nullptr, m_length, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, start);
+        if (map == MAP_FAILED || ::lseek(fd, offset + off_t(size), SEEK_SET) < 0) {
+            if (map != MAP_FAILED)
+                ::munmap(map, m_length);
+            return;
+        }
+        m_map = map;
+        m_data = static_cast<const uint8_t*>(map) + (offset - start);
+    }
+    ~MappedFrame()
+    {
+        if (m_map)
+            ::munmap(m_map, m_length);
+    }
+    MappedFrame(const MappedFrame&) = delete;
+    MappedFrame& operator=(const MappedFrame&) = delete;
+
+    const uint8_t* data() const { return m_data; }
+
+private:
+    void* m_map = nullptr;
+    size_t m_length = 0;
+    const uint8_t* m_data = nullptr;
+};
+
+} // namespace
 
 ssize_t readFully(int fd, uint8_t* data, size_t size)
 {
@@ -88,17 +137,22 @@ StreamResult streamFrames(int inFd, int outFd, size_t frameSize, const FrameProc
     if (!frame)
         return fail("cannot allocate a frame buffer of " + std::to_string(frameSize) + " bytes");
     for (;;) {
-        const ssize_t got = readFully(inFd, frame.get(), frameSize);
-        if (got < 0)
-            return fail("read error after " + std::to_string(result.frames) +
-                        " frames: " + std::strerror(errno));
-        if (got == 0)
-            break;
-        if (size_t(got) < frameSize)
-            return fail("input ends with a truncated frame: " + std::to_string(got) +
-                        " bytes left over after " + std::to_string(result.frames) +
-                        " whole frames (a frame is " + std::to_string(frameSize) + " bytes)");
-        if (!process(frame.get()))
+        const MappedFrame mapped(inFd, frameSize);
+        const uint8_t* source = mapped.data();
+        if (!source) {
+            const ssize_t got = readFully(inFd, frame.get(), frameSize);
+            if (got < 0)
+                return fail("read error after " + std::to_string(result.frames) +
+                            " frames: " + std::strerror(errno));
+            if (got == 0)
+                break;
+            if (size_t(got) < frameSize)
+                return fail("input ends with a truncated frame: " + std::to_string(got) +
+                            " bytes left over after " + std::to_string(result.frames) +
+                            " whole frames (a frame is " + std::to_string(frameSize) + " bytes)");
+            source = frame.get();
+        }
+        if (!process(source, frame.get()))
             return fail("rendering failed at frame " + std::to_string(result.frames + 1));
         if (!writeFully(outFd, frame.get(), frameSize)) {
             if (errno == EPIPE)

@@ -60,13 +60,16 @@ struct StreamResult {
     std::string error;    // one line when !ok
 };
 
-// Transforms one frame in place; false stops the stream.
-using FrameProcessor = std::function<bool(uint8_t* frame)>;
+// Renders one frame from src into dst (the same buffer when the frame was
+// read into it); false stops the stream.
+using FrameProcessor = std::function<bool(const uint8_t* src, uint8_t* dst)>;
 
-// Reads whole frames from inFd, processes each in one frame buffer and writes
-// it to outFd until the input ends. A partial last frame is an error naming
-// the bytes left over; a reader that closes the output (EPIPE) stops the
-// stream with an error too. progress may be null.
+// Reads whole frames from inFd, processes each into one frame buffer and
+// writes it to outFd until the input ends. From a regular file a whole
+// frame is mapped instead of read, one frame at a time, which saves a copy
+// of every frame. A partial last frame is an error naming the bytes left
+// over; a reader that closes the output (EPIPE) stops the stream with an
+// error too. progress may be null.
 StreamResult streamFrames(int inFd, int outFd, size_t frameSize, const FrameProcessor& process,
                           ProgressMeter* progress);
 

@@ -1,5 +1,6 @@
 // The frame streaming loop over real pipes (short reads, truncated tails, a
-// reader that goes away), the progress line and clip differences.
+// reader that goes away) and from a mapped file, the progress line and clip
+// differences.
 #include "tools/framediff.h"
 #include "tools/framestream.h"
 #include "tooltestsupport.h"
@@ -78,11 +79,28 @@ Streamed streamThrough(const std::string& input, const FrameProcessor& process, 
     return s;
 }
 
-const FrameProcessor invert = [](uint8_t* frame) {
+const FrameProcessor invert = [](const uint8_t* src, uint8_t* dst) {
     for (size_t i = 0; i < kFrame; ++i)
-        frame[i] = uint8_t(255 - frame[i]);
+        dst[i] = uint8_t(255 - src[i]);
     return true;
 };
+
+// Streams a regular file from byte `skip` on (the mapped path) into another
+// file.
+Streamed streamFile(const std::string& input, off_t skip)
+{
+    tooltest::ScratchDir dir;
+    tooltest::writeFile(dir.file("in"), input);
+    const int in = ::open(dir.file("in").c_str(), O_RDONLY);
+    const int out = ::open(dir.file("out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    EXPECT_EQ(::lseek(in, skip, SEEK_SET), skip);
+    Streamed s;
+    s.result = streamFrames(in, out, kFrame, invert, nullptr);
+    ::close(in);
+    ::close(out);
+    s.output = tooltest::readFile(dir.file("out"));
+    return s;
+}
 
 } // namespace
 
@@ -106,12 +124,21 @@ TEST(FrameStream, StreamsWholeFramesThroughPipes)
     EXPECT_EQ(cut.result.error, "input ends with a truncated frame: 17 bytes left over after 3 whole "
                                 "frames (a frame is 48 bytes)");
     EXPECT_EQ(cut.output.size(), kFrame * 3);
+
+    // From a regular file, starting off a page boundary: the same frames, the
+    // same tail error.
+    const std::string file = "12345" + input + pattern(17);
+    const Streamed mapped = streamFile(file, 5);
+    EXPECT_EQ(mapped.result.frames, 4u);
+    EXPECT_EQ(mapped.result.error, "input ends with a truncated frame: 17 bytes left over after 4 whole "
+                                   "frames (a frame is 48 bytes)");
+    EXPECT_EQ(mapped.output, s.output);
 }
 
 TEST(FrameStream, StopsOnRenderFailureAndOnAClosedReader)
 {
     int calls = 0;
-    const Streamed failed = streamThrough(pattern(kFrame * 3), [&calls](uint8_t*) { return ++calls < 2; });
+    const Streamed failed = streamThrough(pattern(kFrame * 3), [&calls](const uint8_t*, uint8_t*) { return ++calls < 2; });
     EXPECT_EQ(failed.result.error, "rendering failed at frame 2");
     EXPECT_EQ(failed.output.size(), kFrame);
 
