@@ -102,7 +102,7 @@ Constants constantsFor(const Lut3DEffect& effect, bool nv21)
     return c;
 }
 
-// ---- Pass 1: luma and chroma to RGB ----
+// ---- Step 1: luma and chroma to RGB ----
 
 // RGB of the 16 pixels of one row, in 16-bit lanes (pixels 0..7 in the low
 // lane, 8..15 in the high lane).
@@ -151,7 +151,7 @@ LUT_AVX2_INLINE Rgb16 lumaToRgb(const Constants& c, __m128i luma, const ChromaTe
             toChannel(_mm256_add_epi16(yt, t.b))};
 }
 
-// ---- Pass 2: the table lookup ----
+// ---- Step 2: the table lookup ----
 
 // Grid positions of 16 pixels: byte offsets of the lower corner cells and the
 // interpolation weights, all per pixel.
@@ -296,7 +296,7 @@ LUT_AVX2_INLINE Rgb16 mapBlock(const Constants& c, const Rgb16& rgb)
             _mm256_add_epi16(_mm256_unpacklo_epi64(bx03, bx47), unbias)};
 }
 
-// ---- Pass 3: RGB to luma and chroma ----
+// ---- Step 3: RGB to luma and chroma ----
 
 // ((kYR * R + kYG * G + kYB * B + 128) >> 8) + oY, wrapping to 8 bits like
 // the reference; the sum stays below 2^16, so unsigned 16-bit lanes hold it.
