@@ -3,6 +3,8 @@
 #include "core/log/oxdebug.h"
 #include "core/thread/oxthread.h"
 
+#include <new>
+
 class LutWorker : public COxThread {
 public:
     LutWorker(LutWorkerPool* pool, uint32_t index, uint32_t count)
@@ -51,8 +53,17 @@ bool LutWorkerPool::start(int count, uint32_t stackSize, uint32_t priority)
     m_stopRequested = false;
     m_pending = 0;
     m_slots.reserve(n);
-    for (uint32_t i = 0; i < n; ++i)
-        m_slots.push_back(Slot{new LutWorker(this, i, n), false});
+    for (uint32_t i = 0; i < n; ++i) {
+        LutWorker* worker = new (std::nothrow) LutWorker(this, i, n);
+        if (!worker) {
+            oxError("LutWorkerPool::start: No memory for worker %u of %u", i, n);
+            for (Slot& slot : m_slots)
+                delete slot.worker; // never started
+            m_slots.clear();
+            return false;
+        }
+        m_slots.push_back(Slot{worker, false});
+    }
     for (Slot& slot : m_slots)
         slot.worker->start(priority);
     m_started = true;
