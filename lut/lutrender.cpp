@@ -2,6 +2,8 @@
 
 #include "lut/lut3deffect.h"
 
+#include <cstddef>
+
 LutRowPairKernel lutDefaultKernel()
 {
 #if defined(OXLUT_SCALAR_KERNEL)
@@ -53,11 +55,13 @@ void lutRenderRowsWith(const Lut3DEffect* effect, uint32_t firstRow, uint32_t ro
     const bool nv21 = effect->pixelFormat == 1;
     const LutImage& src = *effect->src;
     const LutImage& dst = *effect->dst;
-    // Start offsets are 32-bit products; frames are far below 4 GiB.
-    const uint8_t* srcY = src.planes[0] + uint32_t(src.strides[0]) * firstRow;
-    const uint8_t* srcUV = src.planes[1] + uint32_t(src.strides[1]) * (firstRow >> 1);
-    uint8_t* dstY = dst.planes[0] + uint32_t(dst.strides[0]) * firstRow;
-    uint8_t* dstUV = dst.planes[1] + uint32_t(dst.strides[1]) * (firstRow >> 1);
+    // Start offsets are signed products in pointer width: a bottom-up frame
+    // (plane pointers at the last row, negative strides) addresses its band
+    // rows backwards, and any int32_t stride times any row stays exact.
+    const uint8_t* srcY = src.planes[0] + ptrdiff_t(src.strides[0]) * ptrdiff_t(firstRow);
+    const uint8_t* srcUV = src.planes[1] + ptrdiff_t(src.strides[1]) * ptrdiff_t(firstRow >> 1);
+    uint8_t* dstY = dst.planes[0] + ptrdiff_t(dst.strides[0]) * ptrdiff_t(firstRow);
+    uint8_t* dstUV = dst.planes[1] + ptrdiff_t(dst.strides[1]) * ptrdiff_t(firstRow >> 1);
     for (uint32_t pair = 0; pair < rowCount >> 1; ++pair) {
         kernel(effect, srcY, srcY + src.strides[0], srcUV, dstY, dstY + dst.strides[0], dstUV, nv21);
         // Step on only while rows remain, so no pointer is formed past the

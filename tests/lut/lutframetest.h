@@ -99,6 +99,30 @@ struct Frame {
         return true;
     }
 
+    // The same memory seen as a bottom-up frame: the plane pointers at the
+    // last rows, the strides negative. Its row r is this frame's row
+    // height - 1 - r.
+    LutImage bottomUpImage()
+    {
+        LutImage img = {};
+        img.planes[0] = y(height - 1);
+        img.planes[1] = uv(chromaRows() - 1);
+        img.strides[0] = -lumaStride;
+        img.strides[1] = -chromaStride;
+        return img;
+    }
+
+    // A frame whose rows are this frame's in reverse order.
+    Frame mirrored()
+    {
+        Frame out(width, height, uint32_t(lumaStride) - width, uint32_t(chromaStride) - chromaRowBytes(width));
+        for (uint32_t r = 0; r < height; ++r)
+            memcpy(out.y(r), y(height - 1 - r), width);
+        for (uint32_t r = 0; r < chromaRows(); ++r)
+            memcpy(out.uv(r), uv(chromaRows() - 1 - r), chromaRowBytes(width));
+        return out;
+    }
+
     LutImage image()
     {
         LutImage img = {};
