@@ -23,8 +23,26 @@ private:
     uint32_t m_count;
 };
 
+namespace {
+
+// A worker object, or null when it cannot be allocated. The thread class
+// allocates its private record with a plain new; its bad_alloc ends here, so
+// that start() can release what it holds and fail.
+LutWorker* newWorker(LutWorkerPool* pool, uint32_t index, uint32_t count)
+{
+    try {
+        return new LutWorker(pool, index, count);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+} // namespace
+
 LutWorkerPool::LutWorkerPool()
     : m_started(false)
+    , m_slots(nullptr)
+    , m_slotCount(0)
     , m_pending(0)
     , m_stopRequested(false)
     , m_job(nullptr)
@@ -49,23 +67,27 @@ bool LutWorkerPool::start(int count, uint32_t stackSize, uint32_t priority)
     if (m_started)
         return false;
     const uint32_t n = count > 1 ? uint32_t(count) : 1;
-    // No worker runs yet, so nothing else can see these.
+    // No worker runs yet, so nothing else can see these. Every object is made
+    // before any thread starts; an absurd count fails here, with nothing
+    // started and nothing kept.
     m_stopRequested = false;
     m_pending = 0;
-    m_slots.reserve(n);
+    m_slots = new (std::nothrow) Slot[n];
+    if (!m_slots) {
+        oxError("LutWorkerPool::start: No memory for %u workers", n);
+        return false;
+    }
     for (uint32_t i = 0; i < n; ++i) {
-        LutWorker* worker = new (std::nothrow) LutWorker(this, i, n);
+        LutWorker* worker = newWorker(this, i, n);
         if (!worker) {
             oxError("LutWorkerPool::start: No memory for worker %u of %u", i, n);
-            for (Slot& slot : m_slots)
-                delete slot.worker; // never started
-            m_slots.clear();
+            releaseSlots(); // none of them started
             return false;
         }
-        m_slots.push_back(Slot{worker, false});
+        m_slots[m_slotCount++] = Slot{worker, false};
     }
-    for (Slot& slot : m_slots)
-        slot.worker->start(priority);
+    for (uint32_t i = 0; i < n; ++i)
+        m_slots[i].worker->start(priority);
     m_started = true;
 
     // A worker that did not start would leave every job waiting for it.
@@ -84,9 +106,9 @@ void LutWorkerPool::run(Job job, void* context)
     pthread_mutex_lock(&m_mutex);
     m_job = job;
     m_context = context;
-    m_pending = uint32_t(m_slots.size());
-    for (Slot& slot : m_slots)
-        slot.pending = true;
+    m_pending = m_slotCount;
+    for (uint32_t i = 0; i < m_slotCount; ++i)
+        m_slots[i].pending = true;
     pthread_cond_broadcast(&m_workAvailable);
     while (m_pending != 0)
         pthread_cond_wait(&m_allDone, &m_mutex);
@@ -131,11 +153,17 @@ void LutWorkerPool::stop()
     m_stopRequested = true;
     pthread_cond_broadcast(&m_workAvailable);
     pthread_mutex_unlock(&m_mutex);
-    for (Slot& slot : m_slots) {
-        slot.worker->wait(ULONG_MAX);
-        delete slot.worker;
-        slot.worker = nullptr;
-    }
-    m_slots.clear();
+    for (uint32_t i = 0; i < m_slotCount; ++i)
+        m_slots[i].worker->wait(ULONG_MAX);
+    releaseSlots();
     m_started = false;
+}
+
+void LutWorkerPool::releaseSlots()
+{
+    for (uint32_t i = 0; i < m_slotCount; ++i)
+        delete m_slots[i].worker;
+    delete[] m_slots;
+    m_slots = nullptr;
+    m_slotCount = 0;
 }

@@ -14,7 +14,6 @@
 
 #include <cstdint>
 #include <pthread.h>
-#include <vector>
 
 class LutWorker;
 
@@ -38,7 +37,7 @@ public:
     // Asks every worker to end, joins them and frees them.
     void stop();
 
-    uint32_t workerCount() const { return uint32_t(m_slots.size()); }
+    uint32_t workerCount() const { return m_slotCount; }
 
 private:
     friend class LutWorker;
@@ -53,8 +52,11 @@ private:
     LutWorkerPool(const LutWorkerPool&) = delete;
     LutWorkerPool& operator=(const LutWorkerPool&) = delete;
 
+    void releaseSlots();
+
     bool m_started;
-    std::vector<Slot> m_slots;
+    Slot* m_slots;        // m_slotCount slots, owned; null when not started
+    uint32_t m_slotCount;
     pthread_cond_t m_workAvailable; // workers wait here
     pthread_cond_t m_allDone;       // the caller of run waits here
     uint32_t m_pending;             // workers not yet done with the job

@@ -9,6 +9,23 @@
 
 #include <cstring>
 
+#if defined(__SANITIZE_ADDRESS__)
+#define OX_TEST_ALLOCATION_LIMIT 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define OX_TEST_ALLOCATION_LIMIT 1
+#endif
+#endif
+
+#if defined(OX_TEST_ALLOCATION_LIMIT)
+// Allocations above 1 GiB fail as on a device out of address space, and
+// return null where the caller asked for that instead of ending the process.
+extern "C" __attribute__((visibility("default"))) const char* __asan_default_options()
+{
+    return "allocator_may_return_null=1:max_allocation_size_mb=1024";
+}
+#endif
+
 namespace {
 
 using namespace luttest;
@@ -119,6 +136,38 @@ TEST_F(OxLut3D, InPlaceRenderingEqualsSeparateBuffers)
     }
 }
 
+// Bottom-up frames: every band of every worker must start at its own rows,
+// counted backwards from the plane pointers.
+TEST_F(OxLut3D, NegativeStridesRenderEveryBandWhereItBelongs)
+{
+    std::mt19937 rng(80);
+    for (uint32_t threads : {1u, 2u, 3u, 8u}) {
+        EffectPtr effect(OxcLut3DCreateEffect(threads));
+        for (auto size : {std::make_pair(16u, 4u), std::make_pair(37u, 21u)}) {
+            SCOPED_TRACE(testing::Message() << threads << " workers, " << size.first << "x" << size.second);
+            Frame src(size.first, size.second, 3, 5);
+            src.randomize(rng);
+            Frame upright = src.mirrored();
+            Frame expected = referenceRender(m_uneven.get(), upright, OXC_LUT_NV21, 1, 0);
+
+            // Bottom-up to bottom-up, and bottom-up to top-down (a flip).
+            Frame flipped(size.first, size.second, 2, 4), straight(size.first, size.second, 6, 0);
+            const LutImage in = src.bottomUpImage(), outFlipped = flipped.bottomUpImage(),
+                           outStraight = straight.image();
+            ASSERT_EQ(OxcLut3DRenderEffect(effect.get(), m_uneven.get(), &in, &outFlipped, OXC_LUT_NV21, 1, 0,
+                                           size.first, size.second, 0),
+                      1u);
+            ASSERT_EQ(OxcLut3DRenderEffect(effect.get(), m_uneven.get(), &in, &outStraight, OXC_LUT_NV21, 1, 0,
+                                           size.first, size.second, 0),
+                      1u);
+            Frame flippedBack = flipped.mirrored();
+            EXPECT_TRUE(flippedBack.samePixels(expected));
+            EXPECT_TRUE(straight.samePixels(expected));
+            EXPECT_TRUE(flipped.paddingIntact() && straight.paddingIntact());
+        }
+    }
+}
+
 TEST_F(OxLut3D, FailedRendersReturnZeroAndWriteNothing)
 {
     std::mt19937 rng(79);
@@ -168,6 +217,31 @@ TEST(OxLut3DHandles, DestroyingNullOrUnusedEffectsIsSafe)
 {
     OxcLut3DDestroyEffect(nullptr);
     OxcLut3DDestroyEffect(OxcLut3DCreateEffect(4)); // never rendered: its workers still go
+}
+
+// An absurd worker count cannot get its worker slots: the effect still comes
+// back, renders on the caller's thread, and nothing of the failed pool is
+// kept (the leak checker runs at exit).
+TEST_F(OxLut3D, EffectWithoutRoomForItsWorkersRendersOnTheCaller)
+{
+#if !defined(OX_TEST_ALLOCATION_LIMIT)
+    GTEST_SKIP() << "needs the sanitizer's allocation limit";
+#else
+    std::mt19937 rng(81);
+    Frame src(24, 6, 0, 0), dst(24, 6, 0, 0);
+    src.randomize(rng);
+    const LutImage in = src.image(), out = dst.image();
+    for (int round = 0; round < 3; ++round) {
+        OxLogCapture log;
+        EffectPtr effect(OxcLut3DCreateEffect(0x40000000u));
+        ASSERT_NE(effect, nullptr);
+        EXPECT_EQ(effect->pool, nullptr);
+        EXPECT_EQ(log.count("No memory for 1073741824 workers"), 1u);
+        ASSERT_EQ(OxcLut3DRenderEffect(effect.get(), m_uniform.get(), &in, &out, 0, 1, 1, 24, 6, 0), 1u);
+        Frame expected = referenceRender(m_uniform.get(), src, 0, 1, 1);
+        EXPECT_TRUE(dst.samePixels(expected));
+    }
+#endif
 }
 
 } // namespace
