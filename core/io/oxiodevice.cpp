@@ -384,14 +384,17 @@ COxByteArray COxIODevice::readLine(int64_t maxSize)
         maxSize = SOxReadLimits::MaxArraySize;
     }
 
-    // readLine() writes its terminating zero one byte past what it reads;
-    // that byte is the array's own terminator slot.
+    // A bounded read is one readLine() into maxSize bytes, which keeps the
+    // last of them for its terminating zero: readLine(3) yields at most 2
+    // bytes, readLine(1) none (with readLine's warning). An unbounded read
+    // grows the array step by step; there each step's zero lands in the
+    // array's own terminator slot, so a full step reads Chunk bytes.
     COxByteArray result;
     int64_t total = 0;
     if (maxSize > 0) {
         if (!resizeTo(result, maxSize))
             return COxByteArray();
-        total = readLine(result.data(), maxSize + 1);
+        total = readLine(result.data(), maxSize);
     } else {
         for (;;) {
             const int64_t room = SOxReadLimits::MaxArraySize - total;

@@ -168,8 +168,16 @@ TEST(OxIODevice, ReadLineArrayForms)
     MemoryDevice device("first\nsecond line\n" + longLine + "\nlast");
     ASSERT_TRUE(device.open(COxIODevice::ReadOnly));
     EXPECT_EQ(str(device.readLine()), "first\n");
-    EXPECT_EQ(str(device.readLine(3)), "sec"); // no more than maxSize bytes
-    EXPECT_EQ(str(device.readLine(0)), "ond line\n");
+    // maxSize counts the terminating zero, as in the raw form.
+    EXPECT_EQ(str(device.readLine(3)), "se");
+    EXPECT_EQ(device.pos(), 8);
+    {
+        OxLogCapture capture;
+        EXPECT_TRUE(device.readLine(1).isEmpty());
+        EXPECT_EQ(capture.count("Called with maxSize < 2"), 1u);
+        EXPECT_EQ(device.pos(), 8);
+    }
+    EXPECT_EQ(str(device.readLine(0)), "cond line\n");
     EXPECT_EQ(str(device.readLine()), longLine + "\n"); // several 16384-byte steps
     EXPECT_EQ(str(device.readLine()), "last");
     EXPECT_TRUE(device.readLine().isEmpty());
