@@ -6,18 +6,15 @@
 #include <cerrno>
 #include <cstring>
 
+// strerror_r comes in two flavours: the GNU one returns the text, the POSIX
+// one fills the buffer and returns 0. Overload resolution picks the reading
+// that fits; as members of a struct, the one not picked is no unused function.
 namespace {
 
-// strerror_r comes in two flavours: the GNU one returns the text, the POSIX
-// one fills the buffer and returns 0.
-inline const char* strerrorResult(const char* text, const char*)
-{
-    return text;
-}
-inline const char* strerrorResult(int result, const char* buffer)
-{
-    return result == 0 ? buffer : "Unknown error";
-}
+struct StrerrorResult {
+    static const char* of(const char* text, const char*) { return text; }
+    static const char* of(int result, const char* buffer) { return result == 0 ? buffer : "Unknown error"; }
+};
 
 } // namespace
 
@@ -25,7 +22,7 @@ COxString OxErrnoText(int errnum)
 {
     char buffer[256];
     buffer[0] = '\0';
-    return COxString::fromLocal8Bit(strerrorResult(strerror_r(errnum, buffer, sizeof buffer), buffer));
+    return COxString::fromLocal8Bit(StrerrorResult::of(strerror_r(errnum, buffer, sizeof buffer), buffer));
 }
 
 COxFileEnginePrivate::COxFileEnginePrivate()
