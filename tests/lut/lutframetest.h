@@ -40,6 +40,8 @@ struct Frame {
     uint32_t chromaRows() const { return (height + 1) / 2; }
     uint8_t* y(uint32_t row) { return luma.data() + size_t(lumaStride) * row; }
     uint8_t* uv(uint32_t row) { return chroma.data() + size_t(chromaStride) * row; }
+    const uint8_t* y(uint32_t row) const { return luma.data() + size_t(lumaStride) * row; }
+    const uint8_t* uv(uint32_t row) const { return chroma.data() + size_t(chromaStride) * row; }
 
     // Fills the pixels (not the padding) with random bytes.
     void randomize(std::mt19937& rng)
@@ -88,7 +90,7 @@ struct Frame {
     }
 
     // Pixels equal (padding is not compared).
-    bool samePixels(Frame& other)
+    bool samePixels(const Frame& other) const
     {
         for (uint32_t r = 0; r < height; ++r)
             if (memcmp(y(r), other.y(r), width) != 0)
