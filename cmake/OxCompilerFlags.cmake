@@ -15,4 +15,9 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
         endforeach()
         target_compile_options(ox_flags INTERFACE -fno-omit-frame-pointer -fno-sanitize-recover=all)
     endif()
+    if(OXLUT_BUILD_FUZZERS)
+        # Coverage feedback for the fuzzer in every object; the fuzz targets
+        # add the fuzzer's own main at link time.
+        target_compile_options(ox_flags INTERFACE -fsanitize=fuzzer-no-link)
+    endif()
 endif()
