@@ -2,6 +2,7 @@
 #include "core/io/oxfileengine_p.h"
 
 #include "core/io/oxgenericfileengine.h"
+#include "core/io/oxresourcefileengine.h"
 
 #include <cerrno>
 #include <cstring>
@@ -44,6 +45,8 @@ COxFileEngine::~COxFileEngine()
 
 COxFileEngine* COxFileEngine::create(const COxString& fileName)
 {
+    if (COxResourceFileEngine::handles(fileName))
+        return new COxResourceFileEngine(fileName);
     return new COxGenericFileEngine(fileName);
 }
 

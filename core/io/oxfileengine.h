@@ -1,9 +1,9 @@
 // COxFileEngine: the operating-system side of a file, behind COxFileDevice.
 //
-// create() is the one place where a file name is given its engine. Every
-// name is served by COxGenericFileEngine (plain files through C stdio
-// streams); an engine for other kinds of names implements the pure virtuals
-// below and is chosen there.
+// create() is the one place where a file name is given its engine: a name at
+// or below the root of a registered resource file is served by
+// COxResourceFileEngine, every other by COxGenericFileEngine (plain files
+// through C stdio streams).
 //
 // Each operation that can fail first clears the error; a failure leaves a
 // code (COxFileDevice::FileError) and a text, read with error() and
