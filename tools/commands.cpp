@@ -5,6 +5,7 @@
 #include "tools/framediff.h"
 #include "tools/lutfile.h"
 #include "tools/lutsummary.h"
+#include "tools/resourcepack.h"
 
 #include <cerrno>
 #include <cmath>
@@ -42,8 +43,13 @@ const char kUsage[] =
     "  diff --size WxH A B\n"
     "      Mean absolute difference, largest difference and PSNR between two\n"
     "      raw NV12/NV21 clips, for luma, chroma and both.\n"
+    "  pack DIR OUT\n"
+    "      Packs the files below DIR into one read-only resource file.\n"
     "  help\n"
-    "      Prints this text.\n";
+    "      Prints this text.\n"
+    "\n"
+    "info, apply and bench take --resources PACK:ROOT (repeatable): the pack's\n"
+    "files then appear below the absolute path ROOT, e.g. --lut ROOT/grade.lut.\n";
 
 // Reports a failure as one line on the error stream.
 int fail(const ToolContext& context, const std::string& message, int code = ExitFailure)
@@ -126,6 +132,15 @@ bool prepareLut(const std::string& path, TemporaryFile* converted, std::string* 
     if (!lut->is3D) {
         *error = "only 3D LUTs are supported (this is a 1D table)";
         return false;
+    }
+    // The library cannot see the tool's mounted packs: it gets a copy.
+    if (servedByFileSource(path)) {
+        std::string bytes;
+        if (!readWholeFile(path, &bytes, error) || !converted->create(error) ||
+            !writeFileAtomically(converted->path(), bytes, error))
+            return false;
+        *loadPath = converted->path();
+        return true;
     }
     *loadPath = path;
     return true;
@@ -472,11 +487,13 @@ int runTool(const std::vector<std::string>& args, const ToolContext& context)
     if (command == "convert")
         return runConvert(rest, context);
     if (command == "info")
-        return runInfo(rest, context);
+        return runWithResources(command, rest, context, runInfo);
     if (command == "apply")
-        return runApply(rest, context);
+        return runWithResources(command, rest, context, runApply);
     if (command == "bench")
-        return runBench(rest, context);
+        return runWithResources(command, rest, context, runBench);
+    if (command == "pack")
+        return runPack(rest, context);
     if (command == "diff")
         return runDiff(rest, context);
     return fail(context, "unknown command '" + command + "' (see 'oxlut help')", ExitUsage);

@@ -1,6 +1,7 @@
-// The oxlut subcommands: convert, info, apply, bench, diff and help. They
-// talk to the world only through a ToolContext, so tests can run them with
-// string streams, pipes, a fake clock and a stand-in renderer.
+// The oxlut subcommands: convert, info, apply, bench, diff and help (pack is
+// in tools/resourcepack.h). They talk to the world only through a
+// ToolContext, so tests can run them with string streams, pipes, a fake clock
+// and a stand-in renderer.
 #ifndef OXTOOL_COMMANDS_H
 #define OXTOOL_COMMANDS_H
 

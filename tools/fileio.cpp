@@ -13,6 +13,8 @@ namespace oxtool {
 
 namespace {
 
+const FileSource* g_source = nullptr;
+
 std::string systemError(const char* what)
 {
     return std::string(what) + ": " + std::strerror(errno);
@@ -20,8 +22,26 @@ std::string systemError(const char* what)
 
 } // namespace
 
+ScopedFileSource::ScopedFileSource(const FileSource* source) : m_previous(g_source)
+{
+    if (source)
+        g_source = source;
+}
+
+ScopedFileSource::~ScopedFileSource()
+{
+    g_source = m_previous;
+}
+
+bool servedByFileSource(const std::string& path)
+{
+    return g_source && g_source->covers(path);
+}
+
 bool readWholeFile(const std::string& path, std::string* contents, std::string* error)
 {
+    if (servedByFileSource(path))
+        return g_source->read(path, contents, error);
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
         *error = systemError("cannot open");

@@ -179,6 +179,21 @@ bool parseConvertOptions(const std::vector<std::string>& args, ConvertOptions* o
     return true;
 }
 
+bool parsePackOptions(const std::vector<std::string>& args, PackOptions* options,
+                      std::string* error)
+{
+    ArgList list;
+    if (!list.parse(args, {}, error) || !takePositionals(list, 2, 2, "DIR and OUT", error))
+        return false;
+    options->dir = list.positionals()[0];
+    options->output = list.positionals()[1];
+    if (options->output == "-") {
+        *error = "pack writes a file, not standard output";
+        return false;
+    }
+    return true;
+}
+
 bool parseInfoOptions(const std::vector<std::string>& args, InfoOptions* options,
                       std::string* error)
 {

@@ -32,6 +32,11 @@ struct ConvertOptions {
     std::string output;
 };
 
+struct PackOptions {
+    std::string dir;
+    std::string output;
+};
+
 struct InfoOptions {
     std::string path;
 };
@@ -56,6 +61,8 @@ struct DiffOptions {
 // Each takes the arguments after the subcommand name.
 bool parseConvertOptions(const std::vector<std::string>& args, ConvertOptions* options,
                          std::string* error);
+bool parsePackOptions(const std::vector<std::string>& args, PackOptions* options,
+                      std::string* error);
 bool parseInfoOptions(const std::vector<std::string>& args, InfoOptions* options,
                       std::string* error);
 bool parseApplyOptions(const std::vector<std::string>& args, ApplyOptions* options,
