@@ -112,6 +112,24 @@ bool takePositionals(const ArgList& list, size_t least, size_t most, const char*
     return true;
 }
 
+// Two names and no options; the second names a file to write, so it cannot
+// be standard output.
+bool parseInputAndOutput(const std::vector<std::string>& args, const char* names,
+                         const char* command, std::string* input, std::string* output,
+                         std::string* error)
+{
+    ArgList list;
+    if (!list.parse(args, {}, error) || !takePositionals(list, 2, 2, names, error))
+        return false;
+    *input = list.positionals()[0];
+    *output = list.positionals()[1];
+    if (*output == "-") {
+        *error = std::string(command) + " writes a file, not standard output";
+        return false;
+    }
+    return true;
+}
+
 // --lut, --size, --format, --standard, --range, --threads.
 const std::vector<std::string> kRenderOptions = {"--lut",   "--size",  "--format",
                                                  "--standard", "--range", "--threads"};
@@ -167,31 +185,15 @@ bool parseFrameSize(const std::string& text, FrameGeometry* geometry, std::strin
 bool parseConvertOptions(const std::vector<std::string>& args, ConvertOptions* options,
                          std::string* error)
 {
-    ArgList list;
-    if (!list.parse(args, {}, error) || !takePositionals(list, 2, 2, "IN.cube and OUT", error))
-        return false;
-    options->input = list.positionals()[0];
-    options->output = list.positionals()[1];
-    if (options->output == "-") {
-        *error = "convert writes a file, not standard output";
-        return false;
-    }
-    return true;
+    return parseInputAndOutput(args, "IN.cube and OUT", "convert", &options->input,
+                               &options->output, error);
 }
 
 bool parsePackOptions(const std::vector<std::string>& args, PackOptions* options,
                       std::string* error)
 {
-    ArgList list;
-    if (!list.parse(args, {}, error) || !takePositionals(list, 2, 2, "DIR and OUT", error))
-        return false;
-    options->dir = list.positionals()[0];
-    options->output = list.positionals()[1];
-    if (options->output == "-") {
-        *error = "pack writes a file, not standard output";
-        return false;
-    }
-    return true;
+    return parseInputAndOutput(args, "DIR and OUT", "pack", &options->dir, &options->output,
+                               error);
 }
 
 bool parseInfoOptions(const std::vector<std::string>& args, InfoOptions* options,

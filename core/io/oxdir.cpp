@@ -99,6 +99,21 @@ bool removeContents(const std::string& dir, mode_t mode)
     return removedAll;
 }
 
+// Whether path is absolute; if not, a warning in the name of member, which
+// tells an empty path apart when emptyApart is set.
+bool isAbsolute(const COxString& path, const char* member, bool emptyApart)
+{
+    if (emptyApart && path.isEmpty()) {
+        oxWarning("%s: Empty or null path name", member);
+        return false;
+    }
+    if (!path.startsWith(COxChar('/'))) {
+        oxWarning("%s: only accept absolute dir path!", member);
+        return false;
+    }
+    return true;
+}
+
 // Adds a loaded resource to the mounted ones; one that failed to load goes.
 bool mount(COxResourceInfo* info, bool loaded)
 {
@@ -114,36 +129,18 @@ bool mount(COxResourceInfo* info, bool loaded)
 
 bool COxDir::mkpath(const COxString& path)
 {
-    if (path.isEmpty()) {
-        oxWarning("COxDir::mkpath: Empty or null path name");
-        return false;
-    }
-    if (!path.startsWith(COxChar('/'))) {
-        oxWarning("COxDir::mkpath: only accept absolute dir path!");
-        return false;
-    }
-    return makeDirectoryWithParents(nativePath(path));
+    return isAbsolute(path, "COxDir::mkpath", true) && makeDirectoryWithParents(nativePath(path));
 }
 
 bool COxDir::rmdir(const COxString& path)
 {
-    if (path.isEmpty()) {
-        oxWarning("COxDir::rmdir: Empty or null path name");
-        return false;
-    }
-    if (!path.startsWith(COxChar('/'))) {
-        oxWarning("COxDir::rmdir: only accept absolute dir path!");
-        return false;
-    }
-    return ::rmdir(nativePath(path).c_str()) == 0;
+    return isAbsolute(path, "COxDir::rmdir", true) && ::rmdir(nativePath(path).c_str()) == 0;
 }
 
 bool COxDir::removeRecursively(const COxString& path)
 {
-    if (!path.startsWith(COxChar('/'))) {
-        oxWarning("COxDir::removeRecursively: only accept absolute dir path!");
+    if (!isAbsolute(path, "COxDir::removeRecursively", false))
         return false;
-    }
     const std::string native = nativePath(path);
     struct stat st;
     if (::lstat(native.c_str(), &st) != 0 || !S_ISDIR(st.st_mode))
