@@ -202,8 +202,9 @@ bool COxDir::registerResource(const COxString& fileName, const COxString& rootPa
 
 bool COxDir::registerResource(const uchar* data, const COxString& rootPath)
 {
-    // Offsets are 32-bit, and so are the lengths of data blocks behind them.
-    return registerResource(data, uint64_t(2) * UINT32_MAX + 8, rootPath);
+    // Every offset and length in an image is 32-bit, so no image reaches
+    // this far; the bound only keeps the checks' arithmetic in range.
+    return registerResource(data, uint64_t(1) << 40, rootPath);
 }
 
 bool COxDir::registerResource(const uchar* data, uint64_t size, const COxString& rootPath)
