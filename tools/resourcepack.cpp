@@ -299,13 +299,13 @@ int runWithResources(const std::string& command, const std::vector<std::string>&
             rest.push_back(arg);
             continue;
         }
-        const std::string spec = arg != option ? arg.substr(option.size() + 1) : i + 1 < args.size() ? args[++i] : "";
-        const size_t colon = spec.rfind(":/");
+        const std::string value = arg != option ? arg.substr(option.size() + 1) : i + 1 < args.size() ? args[++i] : "";
+        const size_t colon = value.rfind(":/");
         if (colon == std::string::npos || colon == 0)
-            return report(context, command + ": --resources needs FILE:ROOT with an absolute ROOT, not '" + spec +
+            return report(context, command + ": --resources needs FILE:ROOT with an absolute ROOT, not '" + value +
                                        "' (see 'oxlut help')", ExitUsage);
         std::string error;
-        if (!mounts.mount(spec.substr(0, colon), spec.substr(colon + 1), &error))
+        if (!mounts.mount(value.substr(0, colon), value.substr(colon + 1), &error))
             return report(context, command + ": " + error, ExitFailure);
     }
     ScopedFileSource source(mounts.empty() ? nullptr : &mounts);
