@@ -105,8 +105,11 @@ bool COxResourceInfo::check(const char* problem, const COxString& name)
 {
     if (!problem) {
         problem = m_image.checkTree([this](const SOxResourceEntry& entry) {
+            // The root's name is never read otherwise, so it may lie anywhere:
+            // one outside the image is reported as empty.
             SOxResourceName n;
-            m_image.name(entry, &n);
+            if (!m_image.name(entry, &n))
+                n = SOxResourceName();
             oxWarning("COxResourceInfo: Resource [%s] has both data and children!",
                       nameText(n).toLocal8Bit().constData());
         });

@@ -168,6 +168,21 @@ TEST(OxResource, DamagedImagesAreRefused)
     }
 }
 
+// A root that claims data as well is reported by its name, which nothing
+// else reads: a name outside the image is not read.
+TEST(OxResource, RootClaimingDataWithANameOutsideTheImage)
+{
+    SOxResourceNode root = resourceRoot();
+    addResource(&root, "f", "data");
+    std::string image = OxWriteResourceImage(root);
+    image[20 + 5] = char(0x03);                  // the root: a directory that claims data
+    image.replace(20, 4, std::string("\x7f\xff\xff\xf0", 4)); // its name far beyond the end
+    OxLogCapture capture;
+    ASSERT_TRUE(registerImage(image, "/oxres/rootname"));
+    EXPECT_EQ(capture.count("COxResourceInfo: Resource [] has both data and children!"), 1u);
+    EXPECT_EQ(readResource("/oxres/rootname/f"), "data");
+}
+
 // Last: it mounts a resource at "/", which then serves every absolute path.
 TEST(OxResource, RegistrationMessages)
 {
