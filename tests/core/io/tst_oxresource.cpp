@@ -175,8 +175,13 @@ TEST(OxResource, RootClaimingDataWithANameOutsideTheImage)
     SOxResourceNode root = resourceRoot();
     addResource(&root, "f", "data");
     std::string image = OxWriteResourceImage(root);
-    image[20 + 5] = char(0x03);                  // the root: a directory that claims data
-    image.replace(20, 4, std::string("\x7f\xff\xff\xf0", 4)); // its name far beyond the end
+    image[20 + 5] = char(0x03); // the root: a directory that claims data
+    // Its name: a header at the very end of the image whose 65535 units are
+    // not there.
+    const uint32_t names = SOxResourceFormat::read32(reinterpret_cast<const uint8_t*>(image.data()) + 16);
+    const uint32_t at = uint32_t(image.size()) - names;
+    image.replace(20, 4, std::string{char(at >> 24), char(at >> 16), char(at >> 8), char(at)});
+    image += std::string("\xff\xff\0\0\0\0", 6);
     OxLogCapture capture;
     ASSERT_TRUE(registerImage(image, "/oxres/rootname"));
     EXPECT_EQ(capture.count("COxResourceInfo: Resource [] has both data and children!"), 1u);
