@@ -2,6 +2,8 @@
 #include "core/thread/oxthread_p.h"
 
 #include "core/log/oxdebug.h"
+#include "core/thread/oxevent.h"
+#include "core/thread/oxeventdispatcher_p.h"
 #include "core/thread/oxthreadstorage_p.h"
 
 #include <cerrno>
@@ -9,6 +11,7 @@
 #include <cstring>
 #include <ctime>
 #include <limits>
+#include <new>
 #include <sys/prctl.h>
 
 namespace {
@@ -137,18 +140,25 @@ void initMonotonicCondition(pthread_cond_t* condition)
 COxThreadData::COxThreadData(bool adopted)
     : m_ref(1)
     , m_thread(nullptr)
+    , m_dispatcher(nullptr)
     , threadId(0)
     , inLoop(false)
     , quitLoop(false)
+    , loopLevel(0)
     , quiet(false)
     , adopted(adopted)
 {
-    pthread_cond_init(&loopWake, nullptr);
+    pthread_mutex_init(&postEventMutex, nullptr);
 }
 
 COxThreadData::~COxThreadData()
 {
-    pthread_cond_destroy(&loopWake);
+    // Objects take their events with them when they go, so this is empty
+    // unless something was leaked.
+    for (int i = 0; i < postEvents.entries.size(); ++i)
+        delete postEvents.entries[i].event;
+    delete m_dispatcher.load(std::memory_order_acquire);
+    pthread_mutex_destroy(&postEventMutex);
 }
 
 COxThreadData* COxThreadData::current()
@@ -170,6 +180,27 @@ COxThreadData* COxThreadData::current()
     return data;
 }
 
+COxThreadData* COxThreadData::currentIfAny()
+{
+    return ensureKey() ? static_cast<COxThreadData*>(pthread_getspecific(g_key)) : nullptr;
+}
+
+COxEventDispatcher* COxThreadData::eventDispatcher()
+{
+    COxEventDispatcher* dispatcher = existingEventDispatcher();
+    if (dispatcher)
+        return dispatcher;
+    dispatcher = new (std::nothrow) COxEventDispatcher;
+    if (!dispatcher || !dispatcher->isValid()) {
+        if (!dispatcher)
+            oxError("COxThreadData: No memory for the event dispatcher");
+        delete dispatcher;
+        return nullptr;
+    }
+    m_dispatcher.store(dispatcher, std::memory_order_release);
+    return dispatcher;
+}
+
 int COxThreadData::exec()
 {
     COxThread* owner = thread();
@@ -182,23 +213,59 @@ int COxThreadData::exec()
         oxWarning("COxThreadData::exec: instance %p has already called exec()", static_cast<void*>(this));
         return -1;
     }
+    if (currentIfAny() != this) {
+        pthread_mutex_unlock(&d->mutex);
+        oxWarning("COxThreadData::exec: instance %p belongs to another thread", static_cast<void*>(this));
+        return -1;
+    }
     if (d->exitRequested) {
         d->exitRequested = false;
         int code = d->exitCode;
         pthread_mutex_unlock(&d->mutex);
         return code;
     }
+    COxEventDispatcher* dispatcher = eventDispatcher();
+    if (!dispatcher) {
+        pthread_mutex_unlock(&d->mutex);
+        return -1;
+    }
     inLoop = true;
-    quitLoop = false;
-    while (!quitLoop)
-        pthread_cond_wait(&loopWake, &d->mutex);
+    quitLoop.store(false);
+    pthread_mutex_unlock(&d->mutex);
+
+    runEventLoop(dispatcher);
+
+    pthread_mutex_lock(&d->mutex);
     inLoop = false;
-    quitLoop = false;
+    quitLoop.store(false);
     int code = d->exitCode;
     d->exitCode = -1;
     d->exitRequested = false;
     pthread_mutex_unlock(&d->mutex);
     return code;
+}
+
+// Each round delivers the events posted so far, then the timers that are
+// due, and then sleeps until the next timer or a wake-up: a post from
+// another thread, or exit().
+void COxThreadData::runEventLoop(COxEventDispatcher* dispatcher)
+{
+    ++loopLevel;
+    while (!quitLoop.load()) {
+        COxObjectPrivate::sendPostedEvents(nullptr, 0, this);
+        const int64_t now = dispatcher->now();
+        int id;
+        COxObject* receiver;
+        while (!quitLoop.load() && dispatcher->takeDueTimer(now, &id, &receiver)) {
+            COxTimerEvent event(id);
+            ++loopLevel;
+            COxObject::notify(receiver, &event);
+            --loopLevel;
+        }
+        if (!quitLoop.load())
+            dispatcher->wait(dispatcher->remainingTime(dispatcher->now()));
+    }
+    --loopLevel;
 }
 
 bool COxThreadData::isInEventLoop() const
@@ -394,8 +461,9 @@ void COxThread::exit(int code)
     pthread_mutex_lock(&d->mutex);
     d->exitCode = code;
     if (d->data->inLoop) {
-        d->data->quitLoop = true;
-        pthread_cond_broadcast(&d->data->loopWake);
+        // The loop made its dispatcher before it began.
+        d->data->quitLoop.store(true);
+        d->data->existingEventDispatcher()->wakeUp();
     } else {
         d->exitRequested = true;
     }
@@ -460,9 +528,14 @@ bool COxThread::isFinished() const
     return value;
 }
 
+int COxThread::exec()
+{
+    return COxThreadPrivate::get(this)->data->exec();
+}
+
 void COxThread::run()
 {
-    COxThreadPrivate::get(this)->data->exec();
+    exec();
 }
 
 // ---- COxAdoptedThread ----

@@ -12,9 +12,18 @@
 //     ...
 //     decoder.wait();                   // no time limit
 //
-// The default run() enters the thread's event loop, which returns when
-// exit() or quit() is called. A thread object must outlive its thread: wait
-// for it before destroying it.
+// The default run() enters the thread's event loop, which delivers the
+// events posted to the thread's objects and their timer events, and returns
+// when exit() or quit() is called:
+//
+//     COxThread worker;
+//     worker.start();
+//     decoderObject->moveToThread(&worker); // its events now run on worker
+//     ...
+//     worker.quit();
+//     worker.wait();
+//
+// A thread object must outlive its thread: wait for it before destroying it.
 #ifndef OXTHREAD_H
 #define OXTHREAD_H
 
@@ -60,6 +69,12 @@ public:
 protected:
     explicit COxThread(COxThreadPrivate& dd);
 
+    // Called by run() on the thread: runs the thread's event loop, which
+    // delivers posted events and timer events until exit() or quit(), and
+    // returns the exit code.
+    int exec();
+
+    // The thread's work. The default runs exec().
     virtual void run();
 
 private:

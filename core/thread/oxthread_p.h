@@ -10,6 +10,24 @@
 #include <atomic>
 #include <pthread.h>
 
+class COxEvent;
+class COxEventDispatcher;
+
+// One posted event waiting in its receiver's thread. An entry whose event
+// is null has been delivered or taken away.
+struct SOxPostEvent {
+    COxObject* receiver;
+    COxEvent* event;
+};
+
+// A thread's queue of posted events, guarded by the thread data's
+// post-event mutex.
+struct SOxPostEventList {
+    COxPlainArray<SOxPostEvent> entries;
+    int recursion = 0; // deliveries in progress (they nest through handlers)
+    int start = 0; // every entry before this one has been taken
+};
+
 // What the framework keeps for one system thread. Reachable from the thread
 // itself through a thread-specific key (current()); kept alive by a reference
 // count shared by the key, the thread object and every object living in the
@@ -17,6 +35,7 @@
 class COxThreadData {
     std::atomic<int> m_ref;
     std::atomic<COxThread*> m_thread; // cleared when the thread object goes
+    std::atomic<COxEventDispatcher*> m_dispatcher; // made on first use
 
 public:
     // The reference count starts at 1, owned by whoever creates the record.
@@ -34,9 +53,17 @@ public:
     // data and a COxAdoptedThread on its first call. Null when the data
     // cannot be made.
     static COxThreadData* current();
+    // The calling thread's data if it has any; never makes it.
+    static COxThreadData* currentIfAny();
 
     COxThread* thread() const { return m_thread.load(std::memory_order_acquire); }
     void setThread(COxThread* thread) { m_thread.store(thread, std::memory_order_release); }
+
+    // The thread's event dispatcher, made on first use. Only the thread
+    // itself may make it; null (and logged) when it cannot be made.
+    COxEventDispatcher* eventDispatcher();
+    // Any thread: the dispatcher if it has been made.
+    COxEventDispatcher* existingEventDispatcher() const { return m_dispatcher.load(std::memory_order_acquire); }
 
     // Runs the event loop until the thread's exit() and returns the exit
     // code. See COxThread::exit for an exit asked before the loop.
@@ -46,10 +73,16 @@ public:
     // Set by the thread itself when it begins; 0 when start failed. Guarded
     // by the thread's mutex.
     pthread_t threadId;
-    // The following three are guarded by the thread's mutex too.
+    // Guarded by the thread's mutex; quitLoop is also read by the running
+    // loop without it.
     bool inLoop;
-    bool quitLoop;
-    pthread_cond_t loopWake; // the event loop waits here for its exit
+    std::atomic<bool> quitLoop;
+    // Event loops and event deliveries running on the thread, outermost
+    // first: 1 inside the loop, 2 inside a handler it called, and so on.
+    // Touched only by the thread itself.
+    int loopLevel;
+    pthread_mutex_t postEventMutex;
+    SOxPostEventList postEvents;
     // Suppresses the destroyed-while-running message of the thread object.
     bool quiet;
     const bool adopted;
@@ -58,6 +91,8 @@ public:
 
 private:
     OX_DISABLE_COPY(COxThreadData)
+
+    void runEventLoop(COxEventDispatcher* dispatcher);
 };
 
 class COxThreadPrivate : public COxObjectPrivate {
