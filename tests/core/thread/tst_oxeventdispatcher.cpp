@@ -78,10 +78,10 @@ TEST(OxEventDispatcher, WakeUpsCollapseAndAreConsumed)
     EXPECT_FALSE(dispatcher.wait(0));
     dispatcher.wakeUp();
     dispatcher.wakeUp();
-    EXPECT_TRUE(dispatcher.wait(-1));
+    EXPECT_TRUE(dispatcher.wait(5000));
     EXPECT_FALSE(dispatcher.wait(0));
     dispatcher.wakeUp(); // the flag was cleared: this one writes again
-    EXPECT_TRUE(dispatcher.wait(-1));
+    EXPECT_TRUE(dispatcher.wait(5000));
 }
 
 } // namespace

@@ -104,24 +104,25 @@ TEST(OxObject, DeferredDeleteAndDestructionWithQueuedEvents)
     // at this level delivers them, and twice posted deletes once.
     auto* doomed = new Recorder('d', &log, &deleted);
     doomed->deleteLater();
-    doomed->deleteLater();
+    g_eventsDestroyed = 0;
+    COxObject::postEvent(doomed, new Note('x', COxEvent::DeferredDelete));
+    EXPECT_EQ(g_eventsDestroyed, 1); // dropped at once
     COxObject::sendPostedEvents();
     EXPECT_EQ(deleted, 0);
     COxObject::sendPostedEvents(doomed, COxEvent::DeferredDelete);
     EXPECT_EQ(deleted, 1);
 
     // Deleted with events queued: they go with it, the others still arrive.
-    g_eventsDestroyed = 0;
     Recorder keeper('k', &log);
     auto* victim = new Recorder('v', &log);
     COxObject::postEvent(victim, new Note('1'));
     COxObject::postEvent(&keeper, new Note('2'));
     COxObject::postEvent(victim, new Note('3'));
     delete victim;
-    EXPECT_EQ(g_eventsDestroyed, 2);
+    EXPECT_EQ(g_eventsDestroyed, 3);
     COxObject::sendPostedEvents();
     EXPECT_EQ(log, "k2");
-    EXPECT_EQ(g_eventsDestroyed, 3);
+    EXPECT_EQ(g_eventsDestroyed, 4);
 }
 
 TEST(OxObject, TimersNeedAThreadStartedByTheFramework)

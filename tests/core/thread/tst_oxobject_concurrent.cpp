@@ -24,14 +24,19 @@ using Ms = std::chrono::milliseconds;
 const uint32_t kCall = COxEvent::User + 1;
 const uint32_t kNumbered = COxEvent::User + 2;
 
-// Waits for a gate that a correct implementation opens soon; a fault fails
-// the run instead of hanging it.
-void passOrAbort(const Gate& gate)
+// A correct implementation gets there soon; a faulty one fails the run
+// instead of hanging it.
+const unsigned long kPatienceMs = 30000;
+void require(bool happened, const char* what)
 {
-    if (!gate.passWithin(Ms(30000))) {
-        std::fprintf(stderr, "an event never arrived\n");
+    if (!happened) {
+        std::fprintf(stderr, "%s never happened\n", what);
         std::abort();
     }
+}
+void passOrAbort(const Gate& gate)
+{
+    require(gate.passWithin(Ms(kPatienceMs)), "an event delivery");
 }
 
 // Runs a function in the receiver's thread.
@@ -105,7 +110,7 @@ struct Loop {
     ~Loop()
     {
         thread.quit();
-        thread.wait();
+        require(thread.wait(kPatienceMs), "the loop's exit");
         delete probe;
     }
     // Runs f in the loop's thread and waits for it.
@@ -183,7 +188,7 @@ TEST(OxObjectConcurrent, TimersFireOnTheirIntervalAndStopWhenKilled)
     EXPECT_EQ(capture.count("Stop all object's timers while moving object to another thread!"), 1u);
     delete ticker;
     loop.thread.exit(3);
-    EXPECT_TRUE(loop.thread.wait());
+    require(loop.thread.wait(kPatienceMs), "the loop's exit");
     EXPECT_EQ(loop.thread.code, 3);
 }
 
