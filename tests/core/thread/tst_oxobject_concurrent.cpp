@@ -182,6 +182,7 @@ TEST(OxObjectConcurrent, TimersFireOnTheirIntervalAndStopWhenKilled)
         delete other;
         release->open();
     }
+    std::this_thread::sleep_for(Ms(30)); // time for its timer to fire, had it stayed
     EXPECT_EQ(capture.count("COxObject::~COxObject: Timers cannot be stopped from another thread"), 1u);
     // Moved away, it leaves its timers behind, stopped.
     loop.run([&] { ticker->moveToThread(nullptr); });
