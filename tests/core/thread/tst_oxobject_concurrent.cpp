@@ -152,7 +152,9 @@ TEST(OxObjectConcurrent, TimersFireOnTheirIntervalAndStopWhenKilled)
     EXPECT_EQ(ticker->startTimer(20), 0);
     ticker->killTimer(id);
     ticker->moveToThread(nullptr);
+    COxObject::sendPostedEvents(ticker);
     EXPECT_EQ(capture.count("COxObject::startTimer: Timers cannot be started from another thread"), 1u);
+    EXPECT_EQ(capture.count("COxObject::sendPostedEvents: Cannot send posted events for objects in another thread"), 1u);
     EXPECT_EQ(capture.count("COxObject::killTimer: Timers cannot be stopped from another thread"), 1u);
     EXPECT_EQ(capture.count("COxObject::moveToThread: Current thread (0x"), 1u);
     std::this_thread::sleep_for(Ms(400));
