@@ -208,7 +208,7 @@ TEST(OxObjectConcurrent, ManyPostersLoseAndDuplicateNothing)
     sink->moveToThread(&loop.thread);
     std::vector<std::thread> posters;
     for (int p = 0; p < kPosters; ++p) {
-        posters.emplace_back([sink, p, kEach] {
+        posters.emplace_back([sink, p] {
             for (int i = 0; i < kEach; ++i)
                 COxObject::postEvent(sink, new Numbered(p, i));
         });
