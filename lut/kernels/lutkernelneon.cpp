@@ -112,8 +112,10 @@ template <bool kNv21>
 void blocksToRgb(const ToRgbConstants& k, const uint8_t* srcA, const uint8_t* srcB, const uint8_t* srcUV,
                  uint32_t blocks, uint8_t* rgbA, uint8_t* rgbB)
 {
-    for (uint32_t i = 0; i < blocks; ++i, srcA += 8, srcB += 8, srcUV += 8, rgbA += 24, rgbB += 24)
+    for (uint32_t i = 0; i < blocks; ++i, srcA += 8, srcB += 8, srcUV += 8, rgbA += 24, rgbB += 24) {
+        LUT_MCA_LOOP("to-rgb", kNv21, 16);
         blockToRgb<kNv21>(k, vld1_u8(srcA), vld1_u8(srcB), vld1_u8(srcUV), rgbA, rgbB);
+    }
 }
 
 // Copies count (1..7) bytes and fills the rest of the 8 by repeating the last
@@ -284,6 +286,7 @@ LUT_INLINE void interpolate(const Corners& corners, const Positions& pos, uint8x
     for (int i = 0; i < 4; ++i)
         e[i] = loadPairs(corners.pair[i], order);
     uint8x8_t out[3];
+#pragma GCC unroll 3
     for (int ch = 0; ch < 3; ++ch) {
         const uint8x16_t low0 = e[0].val[ch], high0 = e[2].val[ch]; // dg = 0; dr = 0 and 1
         const uint8x16_t low1 = e[1].val[ch], high1 = e[3].val[ch]; // dg = 1
@@ -308,6 +311,7 @@ void mapRow(const TableView& t, uint8_t* rgb, uint32_t count)
     Positions pos;
     Corners corners;
     for (uint32_t i = 0; i < count; i += 8, rgb += 24) {
+        LUT_MCA_LOOP("map", kUniform, 8);
         if (kUniform)
             positionsByScale(t, rgb, &pos);
         else
@@ -397,8 +401,10 @@ void rowPairToYuv(const ToYuvConstants& k, const uint8_t* rgbA, const uint8_t* r
                   uint8_t* dstA, uint8_t* dstB, uint8_t* dstUV)
 {
     const uint32_t blocks = width >> 3;
-    for (uint32_t i = 0; i < blocks; ++i, rgbA += 24, rgbB += 24, dstA += 8, dstB += 8, dstUV += 8)
+    for (uint32_t i = 0; i < blocks; ++i, rgbA += 24, rgbB += 24, dstA += 8, dstB += 8, dstUV += 8) {
+        LUT_MCA_LOOP("to-yuv", 0, 16);
         blockToYuv(k, rgbA, rgbB, dstA, dstB, dstUV);
+    }
     const uint32_t rem = width & 7;
     if (rem == 0)
         return;

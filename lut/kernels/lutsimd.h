@@ -15,6 +15,19 @@
 
 #define LUT_INLINE inline __attribute__((always_inline))
 
+// Marks the loop around it for bench/arm64-cycles, which finds the loop in
+// the compiled code and gives it to the machine-code analyser: `name` and
+// `variant` (a constant, telling apart the copies of a template) name the
+// loop, `pixels` is how many pixels one pass of the loop body maps. Compiles
+// to nothing unless OXLUT_MCA_REGIONS is defined; then it is an assembler
+// comment, no instruction.
+#if defined(OXLUT_MCA_REGIONS)
+#define LUT_MCA_LOOP(name, variant, pixels) \
+    __asm__ volatile("// LUT-MCA-LOOP " name ".%c0 %c1" : : "i"(int(variant)), "i"(int(pixels)))
+#else
+#define LUT_MCA_LOOP(name, variant, pixels) ((void)0)
+#endif
+
 namespace lutsimd {
 
 #if defined(SIMDE_X86_SSE4_1_NATIVE)
