@@ -34,7 +34,14 @@ inline Lut3DTable* benchMakeGrade(uint32_t n)
                 grid[e++] = curve(0.1f * y + 0.9f * z, 0.92f);
             }
     }
-    return lutTableCreate(levels.data(), n, grid.data());
+    // Every kernel's layout: the benchmarks run each kernel, not only the
+    // one that renders here.
+    Lut3DTable* table = lutTableCreate(levels.data(), n, grid.data());
+    if (table && !lutTableAddLayouts(table, kLutLayoutNeon | lutTableDefaultLayouts())) {
+        lutTableDestroy(table);
+        return nullptr;
+    }
+    return table;
 }
 
 // A tightly packed NV12 frame of smooth gradients with a little noise, as a

@@ -1,6 +1,7 @@
 #include "lut/lut3dtable.h"
 
 #include "lut/kernels/lutkernel.h"
+#include "lut/lutcolorcoefficients.h"
 #include "lut/lutmemory.h"
 
 #include <cmath>
@@ -54,6 +55,65 @@ void fillCornerGroups(int8_t* groups, const uint8_t* cells, uint32_t n, uint32_t
     }
 }
 #endif
+
+// Fills the NEON corners (layout in lut3dtable.h) from the padded cells.
+void fillNeonCorners(uint8_t* corners, const uint8_t* cells, uint32_t n, uint32_t rowStride, uint32_t planeStride)
+{
+    for (uint32_t r = 0; r < n; ++r) {
+        for (uint32_t g = 0; g < n; ++g) {
+            for (uint32_t b = 0; b < n; ++b, corners += kLutNeonPointBytes) {
+                const uint8_t* cell = cells + r * planeStride + g * rowStride + b * 4;
+                for (uint32_t c = 0; c < 3; ++c)
+                    for (uint32_t corner = 0; corner < 8; ++corner) {
+                        const uint32_t dr = corner & 1, dg = (corner >> 1) & 1, db = corner >> 2;
+                        corners[8 * c + corner] = cell[dr * planeStride + dg * rowStride + db * 4 + c];
+                    }
+            }
+        }
+    }
+    memset(corners, 0, 8);
+}
+
+// One set of NEON positions from a rule giving each value's grid index and
+// fraction.
+template <typename Rule>
+void fillNeonPositions(uint64_t (&positions)[3][256], uint32_t n, Rule rule)
+{
+    const uint32_t stride[3] = {kLutNeonPointBytes * n * n, kLutNeonPointBytes * n, kLutNeonPointBytes};
+    for (uint32_t v = 0; v < 256; ++v) {
+        uint32_t index, fraction;
+        rule(v, &index, &fraction);
+        for (uint32_t c = 0; c < 3; ++c)
+            positions[c][v] = index * stride[c] | uint64_t(fraction) << (32 + 8 * c);
+    }
+}
+
+bool addNeonLayout(Lut3DTable* table)
+{
+    const uint32_t n = table->levelCount;
+    LutNeonLayout* neon = static_cast<LutNeonLayout*>(lutAlignedAlloc(sizeof(LutNeonLayout)));
+    uint8_t* corners = static_cast<uint8_t*>(lutAlignedAlloc(size_t(n) * n * n * kLutNeonPointBytes + 8));
+    if (!neon || !corners) {
+        lutAlignedFree(neon);
+        lutAlignedFree(corners);
+        return false;
+    }
+    // The cells with an index of n are the zeroed padding of the grid.
+    fillNeonCorners(corners, table->grid, n, table->rowStride, table->planeStride);
+    neon->corners = corners;
+    const uint32_t scale = lutLevelScale(n);
+    fillNeonPositions(neon->byScale, n, [scale](uint32_t v, uint32_t* index, uint32_t* fraction) {
+        *index = (v * scale) >> 15;
+        *fraction = ((v * scale) >> 8) & 127;
+    });
+    const LutLevelIndex& map = *table->levelIndex;
+    fillNeonPositions(neon->byMap, n, [&map](uint32_t v, uint32_t* index, uint32_t* fraction) {
+        *index = map.entries[v].index;
+        *fraction = map.entries[v].fraction;
+    });
+    table->neon = neon;
+    return true;
+}
 
 // Position of x between two levels in 1/128, truncated towards zero. The
 // caller guarantees lower < x < upper, so this is 0..127 up to rounding; the
@@ -129,21 +189,46 @@ Lut3DTable* lutTableCreate(const float* levels, uint32_t n, const uint8_t* grid)
     fillPaddedGrid(table->grid, grid, n, table->rowStride, table->planeStride);
     lutBuildLevelIndex(levels, n, table->levelIndex);
     table->uniform = lutLevelsAreUniform(levels, n) ? 1 : 0;
+    // Without its layout (out of memory) a kernel hands the table over.
+    lutTableAddLayouts(table, lutTableDefaultLayouts());
+    return table;
+}
+
+uint32_t lutTableDefaultLayouts()
+{
+    // The same choice as lutDefaultKernel().
+#if defined(OXLUT_SCALAR_KERNEL)
+    return 0;
+#elif LUT_HAVE_AVX2_KERNEL
+    return lutAvx2Supported() ? kLutLayoutAvx2 : kLutLayoutNeon;
+#else
+    return kLutLayoutNeon;
+#endif
+}
+
+bool lutTableAddLayouts(Lut3DTable* table, uint32_t layouts)
+{
+    if ((layouts & kLutLayoutNeon) && !table->neon && !addNeonLayout(table))
+        return false;
 #if LUT_HAVE_AVX2_KERNEL
-    // Without the groups (out of memory) the AVX2 kernel hands over to NEON.
-    if (lutAvx2Supported()) {
+    if ((layouts & kLutLayoutAvx2) && !table->cornerGroups) {
+        const uint32_t n = table->levelCount;
         table->cornerGroups = static_cast<int8_t*>(lutAlignedAlloc(size_t(table->planeStride) * (n + 1) * 4));
-        if (table->cornerGroups)
-            fillCornerGroups(table->cornerGroups, table->grid, n, table->rowStride, table->planeStride);
+        if (!table->cornerGroups)
+            return false;
+        fillCornerGroups(table->cornerGroups, table->grid, n, table->rowStride, table->planeStride);
     }
 #endif
-    return table;
+    return true;
 }
 
 void lutTableDestroy(Lut3DTable* table)
 {
     if (!table)
         return;
+    if (table->neon)
+        lutAlignedFree(table->neon->corners);
+    lutAlignedFree(table->neon);
     lutAlignedFree(table->cornerGroups);
     lutAlignedFree(table->levelIndex);
     lutAlignedFree(table->grid);

@@ -27,6 +27,26 @@ struct LutLevelIndex {
 };
 static_assert(sizeof(LutLevelIndex) == 512, "LutLevelIndex is 512 bytes");
 
+// The NEON kernel's view of a table, 64-byte aligned.
+//   corners: 24 bytes for each grid point (r, g, b), all three below N, at
+//     24 * ((r * N + g) * N + b): the 8 corner cells of the point's cube,
+//     channel c of corner (dr, dg, db) at byte 8 * c + 2 * (dg + 2 * db) + dr,
+//     so that one channel's corners are 8 neighbouring bytes with the two
+//     red neighbours side by side. Corners beyond the grid (a lower index of
+//     N - 1, read with weight 0) are 0. 8 bytes of padding follow the last
+//     point, so 16 bytes can be read from any channel.
+//   positions: for each channel c and 8-bit value v, the value's lower grid
+//     index times the point stride of the channel's axis (24 * N * N, 24 * N
+//     or 24) in bits 0..31 and its fraction (1/128) in bits 32 + 8 * c. The
+//     sum of a pixel's three entries is the byte offset of its point and its
+//     three fractions. One set follows the level scale of uniform tables, the
+//     other the per-value map.
+struct LutNeonLayout {
+    uint64_t byScale[3][256];
+    uint64_t byMap[3][256];
+    uint8_t* corners;
+};
+
 struct Lut3DTable {
     LutFileData* file;         // the loaded file; owned by the table's owner (see lutTableDestroy)
     uint8_t* grid;             // (N + 1)^3 cells of 4 bytes, 64-byte aligned
@@ -41,6 +61,18 @@ struct Lut3DTable {
     // (dg, db) at byte 8 * dg + 2 * c + db (bytes 6, 7, 14, 15 zero), each
     // value stored minus 128 as a signed byte. 64-byte aligned.
     int8_t* cornerGroups;
+    // The corners and positions of the NEON kernel; null where that kernel
+    // does not run (see LutNeonLayout).
+    LutNeonLayout* neon;
+};
+
+// Bytes per grid point in LutNeonLayout::corners.
+constexpr uint32_t kLutNeonPointBytes = 24;
+
+// The kernel-specific layouts a table can carry beside its grid.
+enum LutTableLayout : uint32_t {
+    kLutLayoutNeon = 1u << 0,
+    kLutLayoutAvx2 = 1u << 1,
 };
 
 // Largest number of levels per axis a table can have.
@@ -48,9 +80,20 @@ constexpr uint32_t kLutMaxLevels = 65;
 
 // Builds a table from n level values (n from 1 to kLutMaxLevels) and the
 // n^3 grid entries in file order (blue fastest, red slowest, 3 bytes each:
-// output R, G, B). The file pointer is left null for the caller to set.
-// Returns null when n is out of range or an allocation fails.
+// output R, G, B), with the layout of the kernel that renders on this
+// processor. The file pointer is left null for the caller to set.
+// Returns null when n is out of range or an allocation fails; a kernel
+// layout that cannot be allocated is left out (its kernel then hands the
+// table to another kernel).
 Lut3DTable* lutTableCreate(const float* levels, uint32_t n, const uint8_t* grid);
+
+// The layouts (LutTableLayout bits) of the kernel this build renders with on
+// this processor: none for the scalar kernel.
+uint32_t lutTableDefaultLayouts();
+
+// Adds layouts to a table: tests and benchmarks that run a kernel other than
+// the default one add its layout. False when one cannot be allocated.
+bool lutTableAddLayouts(Lut3DTable* table, uint32_t layouts);
 
 // Frees the level index, the padded grid and the table itself; null is
 // ignored. The file record is not touched: whoever set table->file frees it

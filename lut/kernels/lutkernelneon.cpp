@@ -153,171 +153,148 @@ void rowPairToRgb(const ToRgbConstants& k, bool nv21, const uint8_t* srcA, const
 }
 
 // ---- Pass 2: the row LUT kernel ----
+//
+// Eight pixels per step, from the table's NEON layout (lut3dtable.h):
+//   1. locate: per pixel, the sum of one position entry per channel gives the
+//      byte offset of its grid point and its three fractions (scalar loads);
+//   2. load: the point's 24 corner bytes, channels 0 and 1 in one vector and
+//      channel 2 in another;
+//   3. transpose: three rounds of zips turn 8 pixels of 8 corner bytes per
+//      channel into vectors that hold one corner of one channel for all 8
+//      pixels, the two red neighbours in the low and high halves;
+//   4. interpolate along red, green and blue, each stage one widening
+//      multiply and one multiply-accumulate of 8 lanes, narrowed by 7.
 
-// The table as the row LUT kernel needs it.
 struct TableView {
-    const uint8_t* grid;
-    uint32_t rowStride, planeStride;
-    const LutLevelIndex* map;
-    int16x8_t scale; // Q15 level scale, only for uniform tables
+    const uint8_t* corners;
+    const uint64_t (*positions)[256]; // by scale or by map, per channel
 };
 
-// Grid positions of 8 pixels: the byte offset of each lower corner cell and
-// the R, G, B fractions (1/128).
-struct alignas(32) Positions {
-    uint32_t offset[8];
-    uint8x8_t fraction[3];
-};
-
-// Corner cells of 8 pixels, gathered in pairs along blue: pair[dr * 2 + dg][p]
-// holds the cells (dr, dg, 0) and (dr, dg, 1) of pixel p, 8 bytes.
-struct alignas(64) Corners {
-    uint64_t pair[4][8];
-};
-
-// Uniform levels: index (value * S) >> 15 by the doubling multiply high,
-// fraction ((value * S) >> 8) & 127 from the low half of the product.
-LUT_INLINE uint16x8_t gridIndexByScale(uint8x8_t value, int16x8_t scale, uint8x8_t* fraction)
+// Each pixel's point offset (bits 0..31) and fractions (bits 32..55).
+LUT_INLINE void locate(const TableView& t, const uint8_t* rgb, uint64_t (&where)[8])
 {
-    const uint16x8_t wide = widen(value);
-    const uint16x8_t index = vreinterpretq_u16_s16(mulHighDoubled(vreinterpretq_s16_u16(wide), scale));
-    const uint16x8_t product = vmulq_u16(wide, vreinterpretq_u16_s16(scale));
-    *fraction = vand_u8(vshrn_n_u16(product, 8), vdup_n_u8(127));
-    return index;
+    static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "pixel p is byte p of a 64-bit load");
+    uint64_t r, g, b;
+    memcpy(&r, rgb, 8);
+    memcpy(&g, rgb + 8, 8);
+    memcpy(&b, rgb + 16, 8);
+#pragma GCC unroll 8
+    for (uint32_t p = 0; p < 8; ++p)
+        where[p] = t.positions[0][(r >> 8 * p) & 255] + t.positions[1][(g >> 8 * p) & 255] +
+                   t.positions[2][(b >> 8 * p) & 255];
 }
 
-LUT_INLINE void positionsByScale(const TableView& t, const uint8_t* rgb, Positions* pos)
+// Weights of one interpolation stage: the fraction f (in both halves, for the
+// multiply-accumulate of high halves) and 128 - f.
+struct Weights {
+    uint8x16_t f;
+    uint8x8_t rest;
+};
+
+LUT_INLINE Weights weights(uint8x16_t f)
 {
-    const uint8x8x3_t px = loadBlock(rgb);
-    const uint16x8_t r = gridIndexByScale(px.val[0], t.scale, &pos->fraction[0]);
-    const uint16x8_t g = gridIndexByScale(px.val[1], t.scale, &pos->fraction[1]);
-    const uint16x8_t b = gridIndexByScale(px.val[2], t.scale, &pos->fraction[2]);
-    // The strides of a table of at most 65 levels fit 16 bits, and so does the
-    // part of the offset within one red plane.
-    const uint16x8_t inPlane = vmlaq_n_u16(vshlq_n_u16(b, 2), g, uint16_t(t.rowStride));
-    mulAddWideN(r, uint16_t(t.planeStride), inPlane, pos->offset);
+    return {f, vsub_u8(vdup_n_u8(128), vget_low_u8(f))};
 }
 
-// Uneven levels: index and fraction from the per-value map.
-LUT_INLINE void positionsByMap(const TableView& t, const uint8_t* rgb, Positions* pos)
+// The fractions of the 8 pixels, from bytes 4, 5 and 6 of their words.
+LUT_INLINE void fractions(const uint64_t (&where)[8], Weights* red, Weights* green, Weights* blue)
 {
-    alignas(8) uint8_t fraction[3][8];
-    for (uint32_t p = 0; p < 8; ++p) {
-        const LutLevelIndex::Entry r = t.map->entries[rgb[p]];
-        const LutLevelIndex::Entry g = t.map->entries[rgb[p + 8]];
-        const LutLevelIndex::Entry b = t.map->entries[rgb[p + 16]];
-        pos->offset[p] = r.index * t.planeStride + g.index * t.rowStride + b.index * 4u;
-        fraction[0][p] = r.fraction;
-        fraction[1][p] = g.fraction;
-        fraction[2][p] = b.fraction;
+    uint32x4_t high[2]; // the words' upper halves: fR, fG, fB, 0 per pixel
+#pragma GCC unroll 2
+    for (int h = 0; h < 2; ++h) {
+        const uint64x2_t w01 = combineWords(where[4 * h], where[4 * h + 1]);
+        const uint64x2_t w23 = combineWords(where[4 * h + 2], where[4 * h + 3]);
+        high[h] = vuzp2q_u32(vreinterpretq_u32_u64(w01), vreinterpretq_u32_u64(w23));
     }
-    pos->fraction[0] = vld1_u8(fraction[0]);
-    pos->fraction[1] = vld1_u8(fraction[1]);
-    pos->fraction[2] = vld1_u8(fraction[2]);
+    const uint8x16_t even = vuzp1q_u8(vreinterpretq_u8_u32(high[0]), vreinterpretq_u8_u32(high[1]));
+    const uint8x16_t odd = vuzp2q_u8(vreinterpretq_u8_u32(high[0]), vreinterpretq_u8_u32(high[1]));
+    *red = weights(vuzp1q_u8(even, even));
+    *green = weights(vuzp1q_u8(odd, odd));
+    *blue = weights(vuzp2q_u8(even, even));
 }
 
-LUT_INLINE uint64_t loadCellPair(const uint8_t* cell)
+// One stage on 8 lanes: (low * (128 - f) + high * f) >> 7.
+LUT_INLINE uint8x8_t lerp(uint8x8_t low, uint8x8_t high, const Weights& w)
 {
-    uint64_t value;
-    memcpy(&value, cell, 8);
-    return value;
+    return narrowShift<7>(mulAddWide(mulWide(low, w.rest), high, vget_low_u8(w.f)));
 }
 
-// The scalar gather: the 8 corner cells of each pixel, two neighbours along
-// blue per load. The padding of the grid keeps every load inside it.
-LUT_INLINE void gather(const TableView& t, const Positions& pos, Corners* corners)
+// The same for `pair` = [low | high].
+LUT_INLINE uint8x8_t lerpHalves(uint8x16_t pair, const Weights& w)
 {
-    const uint32_t row = t.rowStride, plane = t.planeStride;
-    for (uint32_t p = 0; p < 8; ++p) {
-        const uint8_t* c = t.grid + pos.offset[p];
-        corners->pair[0][p] = loadCellPair(c);
-        corners->pair[1][p] = loadCellPair(c + row);
-        corners->pair[2][p] = loadCellPair(c + plane);
-        corners->pair[3][p] = loadCellPair(c + plane + row);
+    return narrowShift<7>(mulAddWide(mulWide(vget_low_u8(pair), w.rest), vget_high_u8(pair), vget_high_u8(w.f)));
+}
+
+// Maps 8 pixels through the table.
+LUT_INLINE uint8x8x3_t mapBlock(const TableView& t, const uint8_t* rgb)
+{
+    uint64_t where[8];
+    locate(t, rgb, where);
+    uint8x16_t rows[2][8]; // per pixel: channels 0 and 1; channel 2 in the low half
+#pragma GCC unroll 8
+    for (int p = 0; p < 8; ++p) {
+        const uint8_t* point = t.corners + uint32_t(where[p]);
+        rows[0][p] = vld1q_u8(point);
+        rows[1][p] = loadLow(point + 16);
     }
-}
+    Weights red, green, blue;
+    fractions(where, &red, &green, &blue);
 
-// Splits one pair array (8 pixels of two cells of R, G, B, unused) into R, G
-// and B vectors whose low half is the cell with db = 0 and whose high half
-// the cell with db = 1. A table lookup groups the bytes of 2 pixels by plane
-// and cell; zips transpose the 4 groups.
-LUT_INLINE uint8x16x3_t loadPairs(const uint64_t* pairs, uint8x16_t order)
-{
-    const uint8_t* bytes = reinterpret_cast<const uint8_t*>(pairs);
-    const uint16x8_t t0 = vreinterpretq_u16_u8(vqtbl1q_u8(vld1q_u8(bytes), order));
-    const uint16x8_t t1 = vreinterpretq_u16_u8(vqtbl1q_u8(vld1q_u8(bytes + 16), order));
-    const uint16x8_t t2 = vreinterpretq_u16_u8(vqtbl1q_u8(vld1q_u8(bytes + 32), order));
-    const uint16x8_t t3 = vreinterpretq_u16_u8(vqtbl1q_u8(vld1q_u8(bytes + 48), order));
-    const uint32x4_t rg01 = vreinterpretq_u32_u16(vzip1q_u16(t0, t1));
-    const uint32x4_t rg23 = vreinterpretq_u32_u16(vzip1q_u16(t2, t3));
-    const uint32x4_t bx01 = vreinterpretq_u32_u16(vzip2q_u16(t0, t1));
-    const uint32x4_t bx23 = vreinterpretq_u32_u16(vzip2q_u16(t2, t3));
-    uint8x16x3_t planes;
-    planes.val[0] = vreinterpretq_u8_u32(vzip1q_u32(rg01, rg23));
-    planes.val[1] = vreinterpretq_u8_u32(vzip2q_u32(rg01, rg23));
-    planes.val[2] = vreinterpretq_u8_u32(vzip1q_u32(bx01, bx23));
-    return planes;
-}
-
-// The red stage: (high * f + low * (128 - f)) >> 7 from 8-bit corners, kept
-// in 16 bits for the next stages.
-LUT_INLINE int16x8_t lerpCorners(uint8x8_t low, uint8x8_t high, uint8x8_t f, uint8x8_t rest)
-{
-    return vreinterpretq_s16_u16(vshrq_n_u16(mulAddWide(mulWide(high, f), low, rest), 7));
-}
-
-// The green and blue stages on 16-bit values: low + ((high - low) * f >> 7)
-// with an arithmetic shift, which equals the formula above because low * 128
-// is a whole multiple of 128; |(high - low) * f| <= 255 * 127 fits 16 bits.
-LUT_INLINE int16x8_t lerpValues(int16x8_t low, int16x8_t high, int16x8_t f)
-{
-    return vsraq_n_s16(low, vmulq_s16(vsubq_s16(high, low), f), 7);
-}
-
-// Trilinear interpolation of 8 pixels along red, green, then blue; stores the
-// mapped block over the input block.
-LUT_INLINE void interpolate(const Corners& corners, const Positions& pos, uint8x16_t order, uint8_t* rgb)
-{
-    const uint8x8_t fr = pos.fraction[0];
-    const uint8x8_t rr = vsub_u8(vdup_n_u8(128), fr);
-    const int16x8_t fg = vreinterpretq_s16_u16(widen(pos.fraction[1]));
-    const int16x8_t fb = vreinterpretq_s16_u16(widen(pos.fraction[2]));
-    uint8x16x3_t e[4]; // by dr * 2 + dg
-    for (int i = 0; i < 4; ++i)
-        e[i] = loadPairs(corners.pair[i], order);
-    uint8x8_t out[3];
+    // Transpose: bytes of pixel pairs, then 16-bit pairs of 4 pixels, then
+    // 32-bit groups of 8 pixels. corner[c][m] = [dr = 0 | dr = 1] of corner
+    // m = dg + 2 * db of channel c, pixel p in lane p of each half.
+    uint8x16_t pairs[3][4];
+#pragma GCC unroll 4
+    for (int k = 0; k < 4; ++k) {
+        pairs[0][k] = vzip1q_u8(rows[0][2 * k], rows[0][2 * k + 1]);
+        pairs[1][k] = vzip2q_u8(rows[0][2 * k], rows[0][2 * k + 1]);
+        pairs[2][k] = vzip1q_u8(rows[1][2 * k], rows[1][2 * k + 1]);
+    }
+    uint8x16_t corner[3][4];
 #pragma GCC unroll 3
-    for (int ch = 0; ch < 3; ++ch) {
-        const uint8x16_t low0 = e[0].val[ch], high0 = e[2].val[ch]; // dg = 0; dr = 0 and 1
-        const uint8x16_t low1 = e[1].val[ch], high1 = e[3].val[ch]; // dg = 1
-        const int16x8_t a00 = lerpCorners(vget_low_u8(low0), vget_low_u8(high0), fr, rr);
-        const int16x8_t a01 = lerpCorners(vget_high_u8(low0), vget_high_u8(high0), fr, rr);
-        const int16x8_t a10 = lerpCorners(vget_low_u8(low1), vget_low_u8(high1), fr, rr);
-        const int16x8_t a11 = lerpCorners(vget_high_u8(low1), vget_high_u8(high1), fr, rr);
-        const int16x8_t b0 = lerpValues(a00, a10, fg);
-        const int16x8_t b1 = lerpValues(a01, a11, fg);
-        out[ch] = vmovn_u16(vreinterpretq_u16_s16(lerpValues(b0, b1, fb)));
+    for (int c = 0; c < 3; ++c) {
+        uint16x8_t quad[4];
+#pragma GCC unroll 2
+        for (int h = 0; h < 2; ++h) {
+            const uint16x8_t a = vreinterpretq_u16_u8(pairs[c][2 * h]);
+            const uint16x8_t b = vreinterpretq_u16_u8(pairs[c][2 * h + 1]);
+            quad[2 * h] = vzip1q_u16(a, b);
+            quad[2 * h + 1] = vzip2q_u16(a, b);
+        }
+#pragma GCC unroll 2
+        for (int h = 0; h < 2; ++h) {
+            const uint32x4_t a = vreinterpretq_u32_u16(quad[h]), b = vreinterpretq_u32_u16(quad[h + 2]);
+            corner[c][2 * h] = vreinterpretq_u8_u32(vzip1q_u32(a, b));
+            corner[c][2 * h + 1] = vreinterpretq_u8_u32(vzip2q_u32(a, b));
+        }
     }
-    storeBlock(rgb, out[0], out[1], out[2]);
+
+    // Along red for the four (dg, db), along green for each db, along blue.
+    uint8x8x3_t out;
+#pragma GCC unroll 3
+    for (int c = 0; c < 3; ++c) {
+        const uint8x8_t a00 = lerpHalves(corner[c][0], red), a10 = lerpHalves(corner[c][1], red);
+        const uint8x8_t a01 = lerpHalves(corner[c][2], red), a11 = lerpHalves(corner[c][3], red);
+        out.val[c] = lerp(lerp(a00, a10, green), lerp(a01, a11, green), blue);
+    }
+    return out;
 }
 
 // Maps count (a multiple of 8) scratch pixels through the table, in place.
-template <bool kUniform>
+// Two blocks per step, both read before either is written, so that their
+// latency chains overlap.
 void mapRow(const TableView& t, uint8_t* rgb, uint32_t count)
 {
-    // Byte order that groups 2 pixels' cell pairs by plane, then by cell.
-    static const uint8_t kPairOrder[16] = {0, 8, 4, 12, 1, 9, 5, 13, 2, 10, 6, 14, 3, 11, 7, 15};
-    const uint8x16_t order = vld1q_u8(kPairOrder);
-    Positions pos;
-    Corners corners;
-    for (uint32_t i = 0; i < count; i += 8, rgb += 24) {
-        LUT_MCA_LOOP("map", kUniform, 8);
-        if (kUniform)
-            positionsByScale(t, rgb, &pos);
-        else
-            positionsByMap(t, rgb, &pos);
-        gather(t, pos, &corners);
-        interpolate(corners, pos, order, rgb);
+    uint32_t i = 0;
+    for (; i + 16 <= count; i += 16, rgb += 48) {
+        LUT_MCA_LOOP("map", 0, 16);
+        const uint8x8x3_t a = mapBlock(t, rgb), b = mapBlock(t, rgb + 24);
+        storeBlock(rgb, a.val[0], a.val[1], a.val[2]);
+        storeBlock(rgb + 24, b.val[0], b.val[1], b.val[2]);
+    }
+    if (i < count) {
+        const uint8x8x3_t a = mapBlock(t, rgb);
+        storeBlock(rgb, a.val[0], a.val[1], a.val[2]);
     }
 }
 
@@ -424,9 +401,13 @@ void lutRowPairNeon(const Lut3DEffect* effect, const uint8_t* srcA, const uint8_
     const Lut3DTable& table = *effect->table;
     const ToRgbConstants toRgb = toRgbConstants(k);
     const ToYuvConstants toYuv = toYuvConstants(k, nv21);
-    TableView view = {table.grid, table.rowStride, table.planeStride, table.levelIndex, vdupq_n_s16(0)};
-    if (table.uniform)
-        view.scale = vreinterpretq_s16_u16(vld1q_u16(k.levelScale));
+    if (!table.neon) {
+        // Tables without the NEON layout (out of memory, or built for
+        // another kernel) are rendered by the reference kernel.
+        lutRowPairReference(effect, srcA, srcB, srcUV, dstA, dstB, dstUV, nv21);
+        return;
+    }
+    const TableView view = {table.neon->corners, table.uniform ? table.neon->byScale : table.neon->byMap};
 
     alignas(64) uint8_t scratch[2 * kScratchStride];
     uint8_t* rgbA = scratch;
@@ -436,13 +417,8 @@ void lutRowPairNeon(const Lut3DEffect* effect, const uint8_t* srcA, const uint8_
         const uint32_t n = width - x < kTilePixels ? width - x : kTilePixels;
         rowPairToRgb(toRgb, nv21, srcA + x, srcB + x, srcUV + x, n, rgbA, rgbB);
         const uint32_t padded = (n + 7) & ~7u;
-        if (table.uniform) {
-            mapRow<true>(view, rgbA, padded);
-            mapRow<true>(view, rgbB, padded);
-        } else {
-            mapRow<false>(view, rgbA, padded);
-            mapRow<false>(view, rgbB, padded);
-        }
+        mapRow(view, rgbA, padded);
+        mapRow(view, rgbB, padded);
         rowPairToYuv(toYuv, rgbA, rgbB, n, dstA + x, dstB + x, dstUV + x);
     }
 }

@@ -53,6 +53,18 @@ LUT_INLINE uint16x8_t widen(uint8x8_t a)
     return simde_uint16x8_from_m128i(_mm_cvtepu8_epi16(bits(a)));
 }
 
+// 8 bytes into the low half of a vector whose high half is zero
+LUT_INLINE uint8x16_t loadLow(const uint8_t* p)
+{
+    return simde_uint8x16_from_m128i(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
+}
+
+// vcombine_u64(vcreate_u64(low), vcreate_u64(high)), in registers
+LUT_INLINE uint64x2_t combineWords(uint64_t low, uint64_t high)
+{
+    return simde_uint64x2_from_m128i(_mm_set_epi64x(int64_t(high), int64_t(low)));
+}
+
 // vqdmulhq_s16 without saturation: floor(a * b / 32768)
 LUT_INLINE int16x8_t mulHighDoubled(int16x8_t a, int16x8_t b)
 {
@@ -93,6 +105,14 @@ LUT_INLINE uint16x8_t shiftRound(uint16x8_t a)
     return vshrq_n_u16(vaddq_u16(a, vdupq_n_u16(1 << (n - 1))), n);
 }
 
+// vshrn_n_u16 for results that fit 8 bits: a >> n
+template <int n>
+LUT_INLINE uint8x8_t narrowShift(uint16x8_t a)
+{
+    const __m128i x = _mm_srli_epi16(simde_uint16x8_to_m128i(a), n);
+    return lowBytes(_mm_packus_epi16(x, x));
+}
+
 // a * b + c in 32-bit lanes, for a * b + c < 2^31 and b, c < 2^15: one
 // multiply-add of 16-bit pairs per 4 lanes.
 LUT_INLINE void mulAddWideN(uint16x8_t a, uint16_t b, uint16x8_t c, uint32_t* out)
@@ -108,6 +128,16 @@ LUT_INLINE void mulAddWideN(uint16x8_t a, uint16_t b, uint16x8_t c, uint32_t* ou
 LUT_INLINE uint16x8_t widen(uint8x8_t a)
 {
     return vmovl_u8(a);
+}
+
+LUT_INLINE uint8x16_t loadLow(const uint8_t* p)
+{
+    return vcombine_u8(vld1_u8(p), vdup_n_u8(0));
+}
+
+LUT_INLINE uint64x2_t combineWords(uint64_t low, uint64_t high)
+{
+    return vcombine_u64(vcreate_u64(low), vcreate_u64(high));
 }
 
 LUT_INLINE int16x8_t mulHighDoubled(int16x8_t a, int16x8_t b)
@@ -137,6 +167,12 @@ template <int n>
 LUT_INLINE uint16x8_t shiftRound(uint16x8_t a)
 {
     return vrshrq_n_u16(a, n);
+}
+
+template <int n>
+LUT_INLINE uint8x8_t narrowShift(uint16x8_t a)
+{
+    return vshrn_n_u16(a, n);
 }
 
 LUT_INLINE void mulAddWideN(uint16x8_t a, uint16_t b, uint16x8_t c, uint32_t* out)

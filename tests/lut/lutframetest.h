@@ -3,6 +3,7 @@
 #ifndef LUTFRAMETEST_H
 #define LUTFRAMETEST_H
 
+#include "lut/kernels/lutkernel.h"
 #include "lut/lut3deffect.h"
 #include "lut/lut3dtable.h"
 #include "lut/lutcolorcoefficients.h"
@@ -141,6 +142,22 @@ struct TableDeleter {
 };
 using TablePtr = std::unique_ptr<Lut3DTable, TableDeleter>;
 
+// A table with the layouts of every kernel that runs here, so that each
+// kernel takes its own path (lutTableCreate builds only the renderer's).
+inline TablePtr withKernelLayouts(Lut3DTable* table)
+{
+    uint32_t layouts = kLutLayoutNeon;
+#if LUT_HAVE_AVX2_KERNEL
+    if (lutAvx2Supported())
+        layouts |= kLutLayoutAvx2;
+#endif
+    if (table && !lutTableAddLayouts(table, layouts)) {
+        lutTableDestroy(table);
+        table = nullptr;
+    }
+    return TablePtr(table);
+}
+
 // Evenly spaced levels 0, 1/(n-1), ..., 1.
 inline std::vector<float> evenLevels(uint32_t n)
 {
@@ -174,7 +191,7 @@ inline TablePtr identityTable(uint32_t n, const std::vector<float>& levels, uint
                 grid[e++] = level(g);
                 grid[e++] = level(b);
             }
-    return TablePtr(lutTableCreate(levels.data(), n, grid.data()));
+    return withKernelLayouts(lutTableCreate(levels.data(), n, grid.data()));
 }
 
 inline TablePtr randomTable(uint32_t n, const std::vector<float>& levels, std::mt19937& rng)
@@ -183,7 +200,7 @@ inline TablePtr randomTable(uint32_t n, const std::vector<float>& levels, std::m
     std::uniform_int_distribution<int> byte(0, 255);
     for (uint8_t& v : grid)
         v = uint8_t(byte(rng));
-    return TablePtr(lutTableCreate(levels.data(), n, grid.data()));
+    return withKernelLayouts(lutTableCreate(levels.data(), n, grid.data()));
 }
 
 // An effect without a pool, set up for one render as the dispatch would: the

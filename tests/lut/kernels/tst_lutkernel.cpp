@@ -90,8 +90,8 @@ TEST(LutKernel, SaturationAndCoefficientEdgesGiveHandComputedValues)
 {
     TablePtr identity = identityTable(17, evenLevels(17), 16);
     std::vector<uint8_t> whiteGrid(size_t(5) * 5 * 5 * 3, 255), grayGrid(size_t(5) * 5 * 5 * 3, 100);
-    TablePtr white(lutTableCreate(evenLevels(5).data(), 5, whiteGrid.data()));
-    TablePtr gray(lutTableCreate(evenLevels(5).data(), 5, grayGrid.data()));
+    TablePtr white = withKernelLayouts(lutTableCreate(evenLevels(5).data(), 5, whiteGrid.data()));
+    TablePtr gray = withKernelLayouts(lutTableCreate(evenLevels(5).data(), 5, grayGrid.data()));
     ASSERT_TRUE(identity && white && gray);
 
     for (const Kernel& k : kKernels) {
