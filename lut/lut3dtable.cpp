@@ -71,7 +71,6 @@ void fillNeonCorners(uint8_t* corners, const uint8_t* cells, uint32_t n, uint32_
             }
         }
     }
-    memset(corners, 0, 8);
 }
 
 // One set of NEON positions from a rule giving each value's grid index and
@@ -92,7 +91,7 @@ bool addNeonLayout(Lut3DTable* table)
 {
     const uint32_t n = table->levelCount;
     LutNeonLayout* neon = static_cast<LutNeonLayout*>(lutAlignedAlloc(sizeof(LutNeonLayout)));
-    uint8_t* corners = static_cast<uint8_t*>(lutAlignedAlloc(size_t(n) * n * n * kLutNeonPointBytes + 8));
+    uint8_t* corners = static_cast<uint8_t*>(lutAlignedAlloc(size_t(n) * n * n * kLutNeonPointBytes));
     if (!neon || !corners) {
         lutAlignedFree(neon);
         lutAlignedFree(corners);

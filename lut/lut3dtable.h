@@ -33,8 +33,7 @@ static_assert(sizeof(LutLevelIndex) == 512, "LutLevelIndex is 512 bytes");
 //     channel c of corner (dr, dg, db) at byte 8 * c + 2 * (dg + 2 * db) + dr,
 //     so that one channel's corners are 8 neighbouring bytes with the two
 //     red neighbours side by side. Corners beyond the grid (a lower index of
-//     N - 1, read with weight 0) are 0. 8 bytes of padding follow the last
-//     point, so 16 bytes can be read from any channel.
+//     N - 1, read with weight 0) are 0.
 //   positions: for each channel c and 8-bit value v, the value's lower grid
 //     index times the point stride of the channel's axis (24 * N * N, 24 * N
 //     or 24) in bits 0..31 and its fraction (1/128) in bits 32 + 8 * c. The

@@ -1,7 +1,9 @@
 // The NEON row-pair kernel. A row pair is processed in column tiles; each tile
 // goes through three passes over an RGB scratch buffer on the stack:
 //   1. luma and chroma to RGB, 8 pixels of both rows per step;
-//   2. every RGB pixel of each scratch row through the table (row LUT kernel);
+//   2. every RGB pixel of each scratch row through the table (row LUT kernel,
+//      which reads the table's NEON layout; tables without it are handed to
+//      the reference kernel);
 //   3. RGB back to luma per pixel and to chroma per 2x2 block.
 // The arithmetic is that of the scalar reference kernel, lane by lane; every
 // intermediate fits 16 bits, so each vector carries 8 pixels.
@@ -154,7 +156,7 @@ void rowPairToRgb(const ToRgbConstants& k, bool nv21, const uint8_t* srcA, const
 
 // ---- Pass 2: the row LUT kernel ----
 //
-// Eight pixels per step, from the table's NEON layout (lut3dtable.h):
+// Blocks of 8 pixels, from the table's NEON layout (lut3dtable.h):
 //   1. locate: per pixel, the sum of one position entry per channel gives the
 //      byte offset of its grid point and its three fractions (scalar loads);
 //   2. load: the point's 24 corner bytes, channels 0 and 1 in one vector and
@@ -164,6 +166,8 @@ void rowPairToRgb(const ToRgbConstants& k, bool nv21, const uint8_t* srcA, const
 //      pixels, the two red neighbours in the low and high halves;
 //   4. interpolate along red, green and blue, each stage one widening
 //      multiply and one multiply-accumulate of 8 lanes, narrowed by 7.
+// Nothing goes through the stack, and two blocks are mapped per step so that
+// the latency chains of one fill the gaps of the other.
 
 struct TableView {
     const uint8_t* corners;
@@ -196,10 +200,12 @@ LUT_INLINE Weights weights(uint8x16_t f)
     return {f, vsub_u8(vdup_n_u8(128), vget_low_u8(f))};
 }
 
-// The fractions of the 8 pixels, from bytes 4, 5 and 6 of their words.
+// The fractions of the 8 pixels, from bytes 4, 5 and 6 of their words: the
+// words' upper halves (fR, fG, fB, 0 per pixel) are unzipped by bytes into
+// vectors of 8 pixels, each repeated in both halves.
 LUT_INLINE void fractions(const uint64_t (&where)[8], Weights* red, Weights* green, Weights* blue)
 {
-    uint32x4_t high[2]; // the words' upper halves: fR, fG, fB, 0 per pixel
+    uint32x4_t high[2];
 #pragma GCC unroll 2
     for (int h = 0; h < 2; ++h) {
         const uint64x2_t w01 = combineWords(where[4 * h], where[4 * h + 1]);
@@ -281,8 +287,8 @@ LUT_INLINE uint8x8x3_t mapBlock(const TableView& t, const uint8_t* rgb)
 }
 
 // Maps count (a multiple of 8) scratch pixels through the table, in place.
-// Two blocks per step, both read before either is written, so that their
-// latency chains overlap.
+// Both blocks of a step are read before either is written, so that their
+// work can interleave.
 void mapRow(const TableView& t, uint8_t* rgb, uint32_t count)
 {
     uint32_t i = 0;

@@ -43,6 +43,16 @@ TEST(Lut3DTable, GridIsCopiedIntoPaddedCells)
     // Spot check written out: entry 19 is (2, 0, 1).
     EXPECT_EQ(t->grid[2 * 64 + 0 * 16 + 1 * 4 + 2], uint8_t((19 * 3 + 2) * 7 + 1));
 
+    // Only the layout of the kernel that renders here is built (the NEON
+    // corners of N = 33 take 842 KiB); the others are added on request, once.
+    const uint32_t layouts = lutTableDefaultLayouts();
+    EXPECT_EQ(t->neon != nullptr, (layouts & kLutLayoutNeon) != 0);
+    EXPECT_EQ(t->cornerGroups != nullptr, (layouts & kLutLayoutAvx2) != 0);
+    ASSERT_TRUE(lutTableAddLayouts(t.get(), kLutLayoutNeon));
+    const LutNeonLayout* neon = t->neon;
+    ASSERT_TRUE(lutTableAddLayouts(t.get(), kLutLayoutNeon));
+    EXPECT_EQ(t->neon, neon);
+
     // Strides, padding and the level index for other sizes are checked
     // through the file loader; here only the sizes no table can have.
     std::vector<float> levels = evenLevels(66);

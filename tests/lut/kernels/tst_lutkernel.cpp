@@ -175,6 +175,27 @@ TEST(LutKernel, FormatsOddWidthsAndUnpairedRowsFollowTheirDefinitions)
     }
 }
 
+// A table without a kernel's layout (built for another kernel, or out of
+// memory) is handed on to a kernel that can read it, with the same bytes.
+TEST(LutKernel, KernelsRenderTablesWithoutTheirLayout)
+{
+    std::mt19937 rng(5);
+    TablePtr table = randomTable(17, unevenLevels(17), rng);
+    ASSERT_TRUE(table);
+    Lut3DTable bare = *table; // borrows the grid and index, owns nothing
+    bare.neon = nullptr;
+    bare.cornerGroups = nullptr;
+    Frame src(37, 3, 1, 2), expected(37, 3, 0, 0);
+    src.randomize(rng);
+    render(lutRowPairReference, table.get(), src, expected, OXC_LUT_NV12, 0, 0);
+    for (const Kernel& k : kKernels) {
+        SCOPED_TRACE(k.name);
+        Frame actual(37, 3, 0, 0);
+        render(k.run, &bare, src, actual, OXC_LUT_NV12, 0, 0);
+        EXPECT_TRUE(actual.samePixels(expected));
+    }
+}
+
 // The tables of the comparison: uniform and per-value map, N = 2, 17, 33, 65.
 struct Tables {
     std::vector<TablePtr> all;
