@@ -63,11 +63,13 @@ void fillNeonCorners(uint8_t* corners, const uint8_t* cells, uint32_t n, uint32_
         for (uint32_t g = 0; g < n; ++g) {
             for (uint32_t b = 0; b < n; ++b, corners += kLutNeonPointBytes) {
                 const uint8_t* cell = cells + r * planeStride + g * rowStride + b * 4;
-                for (uint32_t c = 0; c < 3; ++c)
-                    for (uint32_t corner = 0; corner < 8; ++corner) {
-                        const uint32_t dr = corner & 1, dg = (corner >> 1) & 1, db = corner >> 2;
-                        corners[8 * c + corner] = cell[dr * planeStride + dg * rowStride + db * 4 + c];
-                    }
+                for (uint32_t corner = 0; corner < 8; ++corner) {
+                    const uint32_t dr = corner >> 2, m = corner & 3, dg = m & 1, db = m >> 1;
+                    const uint8_t* value = cell + dr * planeStride + dg * rowStride + db * 4;
+                    corners[8 * dr + m] = value[0];
+                    corners[8 * dr + 4 + m] = value[1];
+                    corners[16 + 2 * m + dr] = value[2];
+                }
             }
         }
     }
@@ -76,14 +78,19 @@ void fillNeonCorners(uint8_t* corners, const uint8_t* cells, uint32_t n, uint32_
 // One set of NEON positions from a rule giving each value's grid index and
 // fraction.
 template <typename Rule>
-void fillNeonPositions(uint64_t (&positions)[3][256], uint32_t n, Rule rule)
+void fillNeonPositions(LutNeonPositions* positions, uint32_t n, Rule rule)
 {
     const uint32_t stride[3] = {kLutNeonPointBytes * n * n, kLutNeonPointBytes * n, kLutNeonPointBytes};
     for (uint32_t v = 0; v < 256; ++v) {
         uint32_t index, fraction;
         rule(v, &index, &fraction);
         for (uint32_t c = 0; c < 3; ++c)
-            positions[c][v] = index * stride[c] | uint64_t(fraction) << (32 + 8 * c);
+            positions->offset[c][v] = index * stride[c];
+        for (uint32_t i = 0; i < 8; ++i) {
+            positions->red[v][i] = uint8_t(128 - fraction);
+            positions->red[v][8 + i] = uint8_t(fraction);
+            positions->pair[v][i] = uint8_t(i & 1 ? fraction : 128 - fraction);
+        }
     }
 }
 
@@ -101,12 +108,12 @@ bool addNeonLayout(Lut3DTable* table)
     fillNeonCorners(corners, table->grid, n, table->rowStride, table->planeStride);
     neon->corners = corners;
     const uint32_t scale = lutLevelScale(n);
-    fillNeonPositions(neon->byScale, n, [scale](uint32_t v, uint32_t* index, uint32_t* fraction) {
+    fillNeonPositions(&neon->byScale, n, [scale](uint32_t v, uint32_t* index, uint32_t* fraction) {
         *index = (v * scale) >> 15;
         *fraction = ((v * scale) >> 8) & 127;
     });
     const LutLevelIndex& map = *table->levelIndex;
-    fillNeonPositions(neon->byMap, n, [&map](uint32_t v, uint32_t* index, uint32_t* fraction) {
+    fillNeonPositions(&neon->byMap, n, [&map](uint32_t v, uint32_t* index, uint32_t* fraction) {
         *index = map.entries[v].index;
         *fraction = map.entries[v].fraction;
     });

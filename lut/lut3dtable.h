@@ -27,22 +27,31 @@ struct LutLevelIndex {
 };
 static_assert(sizeof(LutLevelIndex) == 512, "LutLevelIndex is 512 bytes");
 
-// The NEON kernel's view of a table, 64-byte aligned.
-//   corners: 24 bytes for each grid point (r, g, b), all three below N, at
-//     24 * ((r * N + g) * N + b): the 8 corner cells of the point's cube,
-//     channel c of corner (dr, dg, db) at byte 8 * c + 2 * (dg + 2 * db) + dr,
-//     so that one channel's corners are 8 neighbouring bytes with the two
-//     red neighbours side by side. Corners beyond the grid (a lower index of
-//     N - 1, read with weight 0) are 0.
-//   positions: for each channel c and 8-bit value v, the value's lower grid
-//     index times the point stride of the channel's axis (24 * N * N, 24 * N
-//     or 24) in bits 0..31 and its fraction (1/128) in bits 32 + 8 * c. The
-//     sum of a pixel's three entries is the byte offset of its point and its
-//     three fractions. One set follows the level scale of uniform tables, the
-//     other the per-value map.
+// Where 8-bit values fall in the grid, as the NEON kernel reads it: for each
+// value v,
+//   offset[c][v]: v's lower grid index times the point stride of channel c's
+//     axis (24 * N * N, 24 * N, 24 bytes), so that a pixel's three offsets add
+//     up to the byte offset of its point in LutNeonLayout::corners;
+//   red[v]: 128 - f eight times, then f eight times (f: v's fraction, 1/128);
+//   pair[v]: the pair (128 - f, f) four times.
+struct LutNeonPositions {
+    uint32_t offset[3][256];
+    uint8_t red[256][16];
+    uint8_t pair[256][8];
+};
+
+// The NEON kernel's view of a table, 64-byte aligned: positions by the level
+// scale (uniform tables) and by the per-value map, and the corners: 24 bytes
+// for each grid point (r, g, b), all three below N, at 24 * ((r * N + g) * N
+// + b), the 8 corner cells of the point's cube. Corner (dr, dg, db) of channel
+// c is at byte 8 * dr + 4 * c + m for channels 0 and 1 and at byte
+// 16 + 2 * m + dr for channel 2, with m = dg + 2 * db: one 16-byte load
+// brings both red neighbours of channels 0 and 1, an 8-byte load those of
+// channel 2, side by side. Corners beyond the grid (a lower index of N - 1, read with
+// weight 0) are 0.
 struct LutNeonLayout {
-    uint64_t byScale[3][256];
-    uint64_t byMap[3][256];
+    LutNeonPositions byScale;
+    LutNeonPositions byMap;
     uint8_t* corners;
 };
 

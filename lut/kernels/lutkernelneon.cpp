@@ -156,151 +156,127 @@ void rowPairToRgb(const ToRgbConstants& k, bool nv21, const uint8_t* srcA, const
 
 // ---- Pass 2: the row LUT kernel ----
 //
-// Blocks of 8 pixels, from the table's NEON layout (lut3dtable.h):
-//   1. locate: per pixel, the sum of one position entry per channel gives the
-//      byte offset of its grid point and its three fractions (scalar loads);
-//   2. load: the point's 24 corner bytes, channels 0 and 1 in one vector and
-//      channel 2 in another;
-//   3. transpose: three rounds of zips turn 8 pixels of 8 corner bytes per
-//      channel into vectors that hold one corner of one channel for all 8
-//      pixels, the two red neighbours in the low and high halves;
-//   4. interpolate along red, green and blue, each stage one widening
-//      multiply and one multiply-accumulate of 8 lanes, narrowed by 7.
-// Nothing goes through the stack, and two blocks are mapped per step so that
-// the latency chains of one fill the gaps of the other.
+// Blocks of 8 pixels, from the table's NEON layout (lut3dtable.h). Each pixel
+// costs five loads picked by its R, G and B values: its 24 corner bytes (one
+// 16-byte load for channels 0 and 1, one 8-byte load for channel 2) and its
+// weights for the three stages, already repeated as the stages need them.
+// Every stage is a widening multiply of 8 lanes by those weights:
+//   red: corners dr = 0 times 128 - fR plus corners dr = 1 times fR, lane by
+//        lane (a multiply and a multiply-accumulate of vector halves);
+//   green and blue: the stage before leaves the two values of each step
+//        side by side, so their products are added pairwise.
+// Each sum is at most 255 * 128 and is narrowed by 7, as the reference's
+// (high * f + low * (128 - f)) >> 7. Nothing goes through the stack and no
+// transposition is needed; two blocks are mapped per step so that the
+// latency chains of one fill the gaps of the other.
 
 struct TableView {
     const uint8_t* corners;
-    const uint64_t (*positions)[256]; // by scale or by map, per channel
+    const LutNeonPositions* positions; // by scale or by map
 };
 
-// Each pixel's point offset (bits 0..31) and fractions (bits 32..55).
-LUT_INLINE void locate(const TableView& t, const uint8_t* rgb, uint64_t (&where)[8])
+// What the lookup of one pixel reads.
+struct Cell {
+    uint8x16_t corners; // channels 0 and 1: [dr = 0 | dr = 1], corners m = dg + 2 * db
+    uint8x8_t corners2; // channel 2: (dr = 0, dr = 1) for each corner m
+    uint8x16_t red;     // [128 - fR x8 | fR x8]
+    uint8x8_t redPair;  // (128 - fR, fR) x4
+    uint8x8_t green;    // (128 - fG, fG) x4
+    uint8x8_t blue;     // (128 - fB, fB) x4
+};
+
+LUT_INLINE Cell lookUp(const TableView& t, uint32_t r, uint32_t g, uint32_t b)
+{
+    const LutNeonPositions& p = *t.positions;
+    const uint8_t* point = t.corners + (p.offset[0][r] + p.offset[1][g] + p.offset[2][b]);
+    return {vld1q_u8(point),    vld1_u8(point + 16), vld1q_u8(p.red[r]),
+            vld1_u8(p.pair[r]), vld1_u8(p.pair[g]),  vld1_u8(p.pair[b])};
+}
+
+// (low * w + high * w') >> 7 lane by lane, for [low | high] and [w | w'].
+LUT_INLINE uint8x8_t lerpHalves(uint8x16_t values, uint8x16_t weights)
+{
+    return narrowShift<7>(mulAddWide(mulWide(vget_low_u8(values), vget_low_u8(weights)), vget_high_u8(values),
+                                     vget_high_u8(weights)));
+}
+
+// (low * w + high * w') >> 7 for the neighbouring pairs of a and then of b,
+// the weights side by side in wa and wb.
+LUT_INLINE uint8x8_t lerpPairs(uint8x8_t a, uint8x8_t wa, uint8x8_t b, uint8x8_t wb)
+{
+    return narrowShift<7>(pairwiseAdd(mulWide(a, wa), mulWide(b, wb)));
+}
+
+// The first halves of two vectors' 32-bit pairs: [a0, b0].
+LUT_INLINE uint8x8_t firstHalves(uint8x8_t a, uint8x8_t b)
+{
+    return vreinterpret_u8_u32(vzip1_u32(vreinterpret_u32_u8(a), vreinterpret_u32_u8(b)));
+}
+
+// Maps 8 pixels through the table.
+LUT_INLINE uint8x8x3_t mapBlock(const TableView& t, const uint8_t* rgb)
 {
     static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "pixel p is byte p of a 64-bit load");
     uint64_t r, g, b;
     memcpy(&r, rgb, 8);
     memcpy(&g, rgb + 8, 8);
     memcpy(&b, rgb + 16, 8);
+    Cell cell[8];
 #pragma GCC unroll 8
     for (uint32_t p = 0; p < 8; ++p)
-        where[p] = t.positions[0][(r >> 8 * p) & 255] + t.positions[1][(g >> 8 * p) & 255] +
-                   t.positions[2][(b >> 8 * p) & 255];
-}
+        cell[p] = lookUp(t, (r >> 8 * p) & 255, (g >> 8 * p) & 255, (b >> 8 * p) & 255);
 
-// Weights of one interpolation stage: the fraction f (in both halves, for the
-// multiply-accumulate of high halves) and 128 - f.
-struct Weights {
-    uint8x16_t f;
-    uint8x8_t rest;
-};
-
-LUT_INLINE Weights weights(uint8x16_t f)
-{
-    return {f, vsub_u8(vdup_n_u8(128), vget_low_u8(f))};
-}
-
-// The fractions of the 8 pixels, from bytes 4, 5 and 6 of their words: the
-// words' upper halves (fR, fG, fB, 0 per pixel) are unzipped by bytes into
-// vectors of 8 pixels, each repeated in both halves.
-LUT_INLINE void fractions(const uint64_t (&where)[8], Weights* red, Weights* green, Weights* blue)
-{
-    uint32x4_t high[2];
-#pragma GCC unroll 2
-    for (int h = 0; h < 2; ++h) {
-        const uint64x2_t w01 = combineWords(where[4 * h], where[4 * h + 1]);
-        const uint64x2_t w23 = combineWords(where[4 * h + 2], where[4 * h + 3]);
-        high[h] = vuzp2q_u32(vreinterpretq_u32_u64(w01), vreinterpretq_u32_u64(w23));
-    }
-    const uint8x16_t even = vuzp1q_u8(vreinterpretq_u8_u32(high[0]), vreinterpretq_u8_u32(high[1]));
-    const uint8x16_t odd = vuzp2q_u8(vreinterpretq_u8_u32(high[0]), vreinterpretq_u8_u32(high[1]));
-    *red = weights(vuzp1q_u8(even, even));
-    *green = weights(vuzp1q_u8(odd, odd));
-    *blue = weights(vuzp2q_u8(even, even));
-}
-
-// One stage on 8 lanes: (low * (128 - f) + high * f) >> 7.
-LUT_INLINE uint8x8_t lerp(uint8x8_t low, uint8x8_t high, const Weights& w)
-{
-    return narrowShift<7>(mulAddWide(mulWide(low, w.rest), high, vget_low_u8(w.f)));
-}
-
-// The same for `pair` = [low | high].
-LUT_INLINE uint8x8_t lerpHalves(uint8x16_t pair, const Weights& w)
-{
-    return narrowShift<7>(mulAddWide(mulWide(vget_low_u8(pair), w.rest), vget_high_u8(pair), vget_high_u8(w.f)));
-}
-
-// Maps 8 pixels through the table.
-LUT_INLINE uint8x8x3_t mapBlock(const TableView& t, const uint8_t* rgb)
-{
-    uint64_t where[8];
-    locate(t, rgb, where);
-    uint8x16_t rows[2][8]; // per pixel: channels 0 and 1; channel 2 in the low half
+    // Along red: channels 0 and 1 per pixel, [c0 m0..m3, c1 m0..m3]; channel
+    // 2 per pixel pair, [p m0..m3, q m0..m3].
+    uint8x8_t red01[8], red2[4];
 #pragma GCC unroll 8
-    for (int p = 0; p < 8; ++p) {
-        const uint8_t* point = t.corners + uint32_t(where[p]);
-        rows[0][p] = vld1q_u8(point);
-        rows[1][p] = loadLow(point + 16);
-    }
-    Weights red, green, blue;
-    fractions(where, &red, &green, &blue);
-
-    // Transpose: bytes of pixel pairs, then 16-bit pairs of 4 pixels, then
-    // 32-bit groups of 8 pixels. corner[c][m] = [dr = 0 | dr = 1] of corner
-    // m = dg + 2 * db of channel c, pixel p in lane p of each half.
-    uint8x16_t pairs[3][4];
+    for (int p = 0; p < 8; ++p)
+        red01[p] = lerpHalves(cell[p].corners, cell[p].red);
 #pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
-        pairs[0][k] = vzip1q_u8(rows[0][2 * k], rows[0][2 * k + 1]);
-        pairs[1][k] = vzip2q_u8(rows[0][2 * k], rows[0][2 * k + 1]);
-        pairs[2][k] = vzip1q_u8(rows[1][2 * k], rows[1][2 * k + 1]);
-    }
-    uint8x16_t corner[3][4];
-#pragma GCC unroll 3
-    for (int c = 0; c < 3; ++c) {
-        uint16x8_t quad[4];
-#pragma GCC unroll 2
-        for (int h = 0; h < 2; ++h) {
-            const uint16x8_t a = vreinterpretq_u16_u8(pairs[c][2 * h]);
-            const uint16x8_t b = vreinterpretq_u16_u8(pairs[c][2 * h + 1]);
-            quad[2 * h] = vzip1q_u16(a, b);
-            quad[2 * h + 1] = vzip2q_u16(a, b);
-        }
-#pragma GCC unroll 2
-        for (int h = 0; h < 2; ++h) {
-            const uint32x4_t a = vreinterpretq_u32_u16(quad[h]), b = vreinterpretq_u32_u16(quad[h + 2]);
-            corner[c][2 * h] = vreinterpretq_u8_u32(vzip1q_u32(a, b));
-            corner[c][2 * h + 1] = vreinterpretq_u8_u32(vzip2q_u32(a, b));
-        }
+        const Cell &p = cell[2 * k], &q = cell[2 * k + 1];
+        red2[k] = lerpPairs(p.corners2, p.redPair, q.corners2, q.redPair);
     }
 
-    // Along red for the four (dg, db), along green for each db, along blue.
-    uint8x8x3_t out;
-#pragma GCC unroll 3
-    for (int c = 0; c < 3; ++c) {
-        const uint8x8_t a00 = lerpHalves(corner[c][0], red), a10 = lerpHalves(corner[c][1], red);
-        const uint8x8_t a01 = lerpHalves(corner[c][2], red), a11 = lerpHalves(corner[c][3], red);
-        out.val[c] = lerp(lerp(a00, a10, green), lerp(a01, a11, green), blue);
+    // Along green, the pairs (dg = 0, 1): channels 0 and 1 per pixel pair,
+    // [p: c0 db0, c0 db1, c1 db0, c1 db1 | q: ...]; channel 2 per four
+    // pixels, [db0, db1] for each.
+    uint8x8_t green01[4], green2[2], blue[4];
+#pragma GCC unroll 4
+    for (int k = 0; k < 4; ++k) {
+        const Cell &p = cell[2 * k], &q = cell[2 * k + 1];
+        green01[k] = lerpPairs(red01[2 * k], p.green, red01[2 * k + 1], q.green);
+        blue[k] = firstHalves(p.blue, q.blue); // [p (128 - fB, fB) x2 | q ...]
     }
+#pragma GCC unroll 2
+    for (int h = 0; h < 2; ++h) {
+        const Cell* c = cell + 4 * h;
+        green2[h] = lerpPairs(red2[2 * h], firstHalves(c[0].green, c[1].green), red2[2 * h + 1],
+                              firstHalves(c[2].green, c[3].green));
+    }
+
+    // Along blue, the pairs (db = 0, 1): channels 0 and 1 per four pixels,
+    // [c0, c1] for each, and channel 2 of all 8 pixels.
+    uint8x8_t out01[2];
+#pragma GCC unroll 2
+    for (int h = 0; h < 2; ++h)
+        out01[h] = lerpPairs(green01[2 * h], blue[2 * h], green01[2 * h + 1], blue[2 * h + 1]);
+    const uint8x8_t blue0123 = vreinterpret_u8_u16(vuzp1_u16(vreinterpret_u16_u8(blue[0]), vreinterpret_u16_u8(blue[1])));
+    const uint8x8_t blue4567 = vreinterpret_u8_u16(vuzp1_u16(vreinterpret_u16_u8(blue[2]), vreinterpret_u16_u8(blue[3])));
+    uint8x8x3_t out;
+    out.val[0] = vuzp1_u8(out01[0], out01[1]);
+    out.val[1] = vuzp2_u8(out01[0], out01[1]);
+    out.val[2] = lerpPairs(green2[0], blue0123, green2[1], blue4567);
     return out;
 }
 
 // Maps count (a multiple of 8) scratch pixels through the table, in place.
-// Both blocks of a step are read before either is written, so that their
-// work can interleave.
 void mapRow(const TableView& t, uint8_t* rgb, uint32_t count)
 {
-    uint32_t i = 0;
-    for (; i + 16 <= count; i += 16, rgb += 48) {
-        LUT_MCA_LOOP("map", 0, 16);
-        const uint8x8x3_t a = mapBlock(t, rgb), b = mapBlock(t, rgb + 24);
-        storeBlock(rgb, a.val[0], a.val[1], a.val[2]);
-        storeBlock(rgb + 24, b.val[0], b.val[1], b.val[2]);
-    }
-    if (i < count) {
-        const uint8x8x3_t a = mapBlock(t, rgb);
-        storeBlock(rgb, a.val[0], a.val[1], a.val[2]);
+    for (uint32_t i = 0; i < count; i += 8, rgb += 24) {
+        LUT_MCA_LOOP("map", 0, 8);
+        const uint8x8x3_t mapped = mapBlock(t, rgb);
+        storeBlock(rgb, mapped.val[0], mapped.val[1], mapped.val[2]);
     }
 }
 
@@ -413,7 +389,7 @@ void lutRowPairNeon(const Lut3DEffect* effect, const uint8_t* srcA, const uint8_
         lutRowPairReference(effect, srcA, srcB, srcUV, dstA, dstB, dstUV, nv21);
         return;
     }
-    const TableView view = {table.neon->corners, table.uniform ? table.neon->byScale : table.neon->byMap};
+    const TableView view = {table.neon->corners, table.uniform ? &table.neon->byScale : &table.neon->byMap};
 
     alignas(64) uint8_t scratch[2 * kScratchStride];
     uint8_t* rgbA = scratch;

@@ -53,10 +53,10 @@ LUT_INLINE uint16x8_t widen(uint8x8_t a)
     return simde_uint16x8_from_m128i(_mm_cvtepu8_epi16(bits(a)));
 }
 
-// 8 bytes into the low half of a vector whose high half is zero
-LUT_INLINE uint8x16_t loadLow(const uint8_t* p)
+// vpaddq_u16: sums of neighbouring lanes, a's then b's
+LUT_INLINE uint16x8_t pairwiseAdd(uint16x8_t a, uint16x8_t b)
 {
-    return simde_uint8x16_from_m128i(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
+    return simde_uint16x8_from_m128i(_mm_hadd_epi16(simde_uint16x8_to_m128i(a), simde_uint16x8_to_m128i(b)));
 }
 
 // vcombine_u64(vcreate_u64(low), vcreate_u64(high)), in registers
@@ -130,9 +130,9 @@ LUT_INLINE uint16x8_t widen(uint8x8_t a)
     return vmovl_u8(a);
 }
 
-LUT_INLINE uint8x16_t loadLow(const uint8_t* p)
+LUT_INLINE uint16x8_t pairwiseAdd(uint16x8_t a, uint16x8_t b)
 {
-    return vcombine_u8(vld1_u8(p), vdup_n_u8(0));
+    return vpaddq_u16(a, b);
 }
 
 LUT_INLINE uint64x2_t combineWords(uint64_t low, uint64_t high)
