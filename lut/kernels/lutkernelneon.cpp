@@ -156,19 +156,20 @@ void rowPairToRgb(const ToRgbConstants& k, bool nv21, const uint8_t* srcA, const
 
 // ---- Pass 2: the row LUT kernel ----
 //
-// Blocks of 8 pixels, from the table's NEON layout (lut3dtable.h). Each pixel
-// costs five loads picked by its R, G and B values: its 24 corner bytes (one
-// 16-byte load for channels 0 and 1, one 8-byte load for channel 2) and its
-// weights for the three stages, already repeated as the stages need them.
-// Every stage is a widening multiply of 8 lanes by those weights:
+// Blocks of 8 pixels, from the table's NEON layout (lut3dtable.h). A pixel's
+// R, G and B values pick three offsets whose sum locates its grid point, and
+// its weights for the three stages, already repeated as the stages multiply
+// them; two loads bring its 24 corner bytes (channels 0 and 1 in 16, channel
+// 2 in 8). Every stage is a widening multiply of 8 lanes by the weights:
 //   red: corners dr = 0 times 128 - fR plus corners dr = 1 times fR, lane by
-//        lane (a multiply and a multiply-accumulate of vector halves);
+//        lane (a multiply and a multiply-accumulate of vector halves), for
+//        channel 2 added pairwise like the next stages;
 //   green and blue: the stage before leaves the two values of each step
 //        side by side, so their products are added pairwise.
 // Each sum is at most 255 * 128 and is narrowed by 7, as the reference's
 // (high * f + low * (128 - f)) >> 7. Nothing goes through the stack and no
-// transposition is needed; two blocks are mapped per step so that the
-// latency chains of one fill the gaps of the other.
+// byte transposition is needed: the lanes hold (pixel, channel, corner)
+// until the last stage leaves one value per pixel and channel.
 
 struct TableView {
     const uint8_t* corners;
@@ -207,10 +208,16 @@ LUT_INLINE uint8x8_t lerpPairs(uint8x8_t a, uint8x8_t wa, uint8x8_t b, uint8x8_t
     return narrowShift<7>(pairwiseAdd(mulWide(a, wa), mulWide(b, wb)));
 }
 
-// The first halves of two vectors' 32-bit pairs: [a0, b0].
+// The first halves of two vectors: [a0..a3, b0..b3].
 LUT_INLINE uint8x8_t firstHalves(uint8x8_t a, uint8x8_t b)
 {
     return vreinterpret_u8_u32(vzip1_u32(vreinterpret_u32_u8(a), vreinterpret_u32_u8(b)));
+}
+
+// The even byte pairs of two vectors: [a0 a1, a4 a5, b0 b1, b4 b5].
+LUT_INLINE uint8x8_t evenPairs(uint8x8_t a, uint8x8_t b)
+{
+    return vreinterpret_u8_u16(vuzp1_u16(vreinterpret_u16_u8(a), vreinterpret_u16_u8(b)));
 }
 
 // Maps 8 pixels through the table.
@@ -261,12 +268,10 @@ LUT_INLINE uint8x8x3_t mapBlock(const TableView& t, const uint8_t* rgb)
 #pragma GCC unroll 2
     for (int h = 0; h < 2; ++h)
         out01[h] = lerpPairs(green01[2 * h], blue[2 * h], green01[2 * h + 1], blue[2 * h + 1]);
-    const uint8x8_t blue0123 = vreinterpret_u8_u16(vuzp1_u16(vreinterpret_u16_u8(blue[0]), vreinterpret_u16_u8(blue[1])));
-    const uint8x8_t blue4567 = vreinterpret_u8_u16(vuzp1_u16(vreinterpret_u16_u8(blue[2]), vreinterpret_u16_u8(blue[3])));
     uint8x8x3_t out;
     out.val[0] = vuzp1_u8(out01[0], out01[1]);
     out.val[1] = vuzp2_u8(out01[0], out01[1]);
-    out.val[2] = lerpPairs(green2[0], blue0123, green2[1], blue4567);
+    out.val[2] = lerpPairs(green2[0], evenPairs(blue[0], blue[1]), green2[1], evenPairs(blue[2], blue[3]));
     return out;
 }
 
