@@ -53,16 +53,10 @@ LUT_INLINE uint16x8_t widen(uint8x8_t a)
     return simde_uint16x8_from_m128i(_mm_cvtepu8_epi16(bits(a)));
 }
 
-// vpaddq_u16: sums of neighbouring lanes, a's then b's
+// vpaddq_u16: sums of neighbouring lanes, a's then b's, modulo 2^16
 LUT_INLINE uint16x8_t pairwiseAdd(uint16x8_t a, uint16x8_t b)
 {
     return simde_uint16x8_from_m128i(_mm_hadd_epi16(simde_uint16x8_to_m128i(a), simde_uint16x8_to_m128i(b)));
-}
-
-// vcombine_u64(vcreate_u64(low), vcreate_u64(high)), in registers
-LUT_INLINE uint64x2_t combineWords(uint64_t low, uint64_t high)
-{
-    return simde_uint64x2_from_m128i(_mm_set_epi64x(int64_t(high), int64_t(low)));
 }
 
 // vqdmulhq_s16 without saturation: floor(a * b / 32768)
@@ -113,16 +107,6 @@ LUT_INLINE uint8x8_t narrowShift(uint16x8_t a)
     return lowBytes(_mm_packus_epi16(x, x));
 }
 
-// a * b + c in 32-bit lanes, for a * b + c < 2^31 and b, c < 2^15: one
-// multiply-add of 16-bit pairs per 4 lanes.
-LUT_INLINE void mulAddWideN(uint16x8_t a, uint16_t b, uint16x8_t c, uint32_t* out)
-{
-    const __m128i x = simde_uint16x8_to_m128i(a), y = simde_uint16x8_to_m128i(c);
-    const __m128i weights = _mm_set1_epi32(int(b) | (1 << 16));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_madd_epi16(_mm_unpacklo_epi16(x, y), weights));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4), _mm_madd_epi16(_mm_unpackhi_epi16(x, y), weights));
-}
-
 #else
 
 LUT_INLINE uint16x8_t widen(uint8x8_t a)
@@ -133,11 +117,6 @@ LUT_INLINE uint16x8_t widen(uint8x8_t a)
 LUT_INLINE uint16x8_t pairwiseAdd(uint16x8_t a, uint16x8_t b)
 {
     return vpaddq_u16(a, b);
-}
-
-LUT_INLINE uint64x2_t combineWords(uint64_t low, uint64_t high)
-{
-    return vcombine_u64(vcreate_u64(low), vcreate_u64(high));
 }
 
 LUT_INLINE int16x8_t mulHighDoubled(int16x8_t a, int16x8_t b)
@@ -173,12 +152,6 @@ template <int n>
 LUT_INLINE uint8x8_t narrowShift(uint16x8_t a)
 {
     return vshrn_n_u16(a, n);
-}
-
-LUT_INLINE void mulAddWideN(uint16x8_t a, uint16_t b, uint16x8_t c, uint32_t* out)
-{
-    vst1q_u32(out, vaddw_u16(vmull_n_u16(vget_low_u16(a), b), vget_low_u16(c)));
-    vst1q_u32(out + 4, vaddw_u16(vmull_n_u16(vget_high_u16(a), b), vget_high_u16(c)));
 }
 
 #endif
