@@ -172,7 +172,8 @@ void rowPairToRgb(const ToRgbConstants& k, bool nv21, const uint8_t* srcA, const
 // until the last stage leaves one value per pixel and channel.
 
 struct TableView {
-    const uint8_t* corners;
+    const uint8_t* corners;            // channels 0 and 1 of each point
+    const uint8_t* corners2;           // channel 2 of each point: corners + 16
     const LutNeonPositions* positions; // by scale or by map
 };
 
@@ -189,9 +190,9 @@ struct Cell {
 LUT_INLINE Cell lookUp(const TableView& t, uint32_t r, uint32_t g, uint32_t b)
 {
     const LutNeonPositions& p = *t.positions;
-    const uint8_t* point = t.corners + (p.offset[0][r] + p.offset[1][g] + p.offset[2][b]);
-    return {vld1q_u8(point),    vld1_u8(point + 16), vld1q_u8(p.red[r]),
-            vld1_u8(p.pair[r]), vld1_u8(p.pair[g]),  vld1_u8(p.pair[b])};
+    const uint32_t point = p.offset[0][r] + p.offset[1][g] + p.offset[2][b];
+    return {vld1q_u8(t.corners + point), vld1_u8(t.corners2 + point), vld1q_u8(p.red[r]),
+            vld1_u8(p.pair[r]),          vld1_u8(p.pair[g]),          vld1_u8(p.pair[b])};
 }
 
 // (low * w + high * w') >> 7 lane by lane, for [low | high] and [w | w'].
@@ -394,7 +395,8 @@ void lutRowPairNeon(const Lut3DEffect* effect, const uint8_t* srcA, const uint8_
         lutRowPairReference(effect, srcA, srcB, srcUV, dstA, dstB, dstUV, nv21);
         return;
     }
-    const TableView view = {table.neon->corners, table.uniform ? &table.neon->byScale : &table.neon->byMap};
+    const TableView view = {table.neon->corners, table.neon->corners + 16,
+                            table.uniform ? &table.neon->byScale : &table.neon->byMap};
 
     alignas(64) uint8_t scratch[2 * kScratchStride];
     uint8_t* rgbA = scratch;
