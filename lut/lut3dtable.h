@@ -47,8 +47,8 @@ struct LutNeonPositions {
 // c is at byte 8 * dr + 4 * c + m for channels 0 and 1 and at byte
 // 16 + 2 * m + dr for channel 2, with m = dg + 2 * db: one 16-byte load
 // brings both red neighbours of channels 0 and 1, an 8-byte load those of
-// channel 2, side by side. Corners beyond the grid (a lower index of N - 1, read with
-// weight 0) are 0.
+// channel 2, side by side. Corners beyond the grid (a lower index of N - 1,
+// read with weight 0) are 0. 842 KiB for N = 33.
 struct LutNeonLayout {
     LutNeonPositions byScale;
     LutNeonPositions byMap;
