@@ -21,6 +21,16 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/* Version of the library and of this header. The build takes the project
+ * version from these three lines. Compare with OXC_LUT_VERSION, as in
+ * #if OXC_LUT_VERSION >= OXC_LUT_MAKE_VERSION(0, 2, 0). */
+#define OXC_LUT_VERSION_MAJOR 0
+#define OXC_LUT_VERSION_MINOR 1
+#define OXC_LUT_VERSION_PATCH 0
+#define OXC_LUT_MAKE_VERSION(major, minor, patch) (((major) << 16) | ((minor) << 8) | (patch))
+#define OXC_LUT_VERSION \
+    OXC_LUT_MAKE_VERSION(OXC_LUT_VERSION_MAJOR, OXC_LUT_VERSION_MINOR, OXC_LUT_VERSION_PATCH)
+
 #if defined(_WIN32)
 #define OXC_LUT_API __declspec(dllexport)
 #else
