@@ -20,7 +20,7 @@ build=$(cd "$1" && pwd)
 cached() { sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"; }
 fail() { echo "install check ($build): $*" >&2; exit 1; }
 libdir=$(cached CMAKE_INSTALL_LIBDIR)
-config=$(cached CMAKE_BUILD_TYPE | tr 'A-Z' 'a-z')
+config=$(cached CMAKE_BUILD_TYPE | tr '[:upper:]' '[:lower:]')
 toolchain=$(cached CMAKE_TOOLCHAIN_FILE)
 version=$(sed -n 's/^#define OXC_LUT_VERSION_[A-Z]* \([0-9]*\)$/\1/p' "$src/lut/oxlut3d.h" | paste -sd.)
 
@@ -29,7 +29,7 @@ trap 'rm -rf "$work"' EXIT
 root=$work/root
 if [ $deb = 1 ]; then
     set -- "$build"/liboxluteffect_"$version"_*.deb
-    [ $# -eq 1 ] && [ -f "$1" ] || fail "expected one package for version $version, found: $*"
+    if [ $# -ne 1 ] || [ ! -f "$1" ]; then fail "expected one package for version $version, found: $*"; fi
     dpkg -x "$1" "$root"
     under=usr/
     prefix=$root/usr
@@ -59,12 +59,12 @@ fi
 for way in cmake pkgconfig; do
     b=$work/consumer-$way
     use_pc=OFF; [ $way = pkgconfig ] && use_pc=ON
-    PKG_CONFIG_LIBDIR=$prefix/$libdir/pkgconfig PKG_CONFIG_PATH= \
+    PKG_CONFIG_LIBDIR=$prefix/$libdir/pkgconfig PKG_CONFIG_PATH='' \
         cmake -S "$src/tests/install" -B "$b" ${toolchain:+"-DCMAKE_TOOLCHAIN_FILE=$toolchain"} \
         "$find" -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF \
         -DOX_VERSION="$version" -DOX_USE_PKGCONFIG=$use_pc >"$b.log" 2>&1 \
-        && cmake --build "$b" >>"$b.log" 2>&1 \
-        || { cat "$b.log" >&2; fail "the consumer does not build through $way"; }
+        || { cat "$b.log" >&2; fail "the consumer does not configure through $way"; }
+    cmake --build "$b" >>"$b.log" 2>&1 || { cat "$b.log" >&2; fail "the consumer does not build through $way"; }
 done
 
 # 3. Both consumers and the installed tool grade the same frame alike.
