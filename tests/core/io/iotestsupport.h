@@ -7,10 +7,11 @@
 #include "oxtempdir.h"
 
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
-
 
 inline COxString oxName(const std::string& path)
 {
@@ -55,6 +56,27 @@ inline std::string str(const COxByteArray& bytes)
 inline std::string str(const COxString& text)
 {
     return str(text.toUtf8());
+}
+
+// Runs body in a child process and gives its result (0 to 255), or -1 when
+// the child did not exit by itself.
+inline int inChild(const std::function<int()>& body)
+{
+    const pid_t pid = ::fork();
+    if (pid == 0)
+        _exit(body());
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// Runs body as an ordinary user, whose permissions count: in a child that
+// gives up root when the tests run as root. body's result, or -1.
+inline int asOrdinaryUser(const std::function<int()>& body)
+{
+    if (::geteuid() != 0)
+        return body();
+    return inChild([&body] { return ::setgid(65534) == 0 && ::setuid(65534) == 0 ? body() : 255; });
 }
 
 #endif // TESTS_CORE_IO_IOTESTSUPPORT_H

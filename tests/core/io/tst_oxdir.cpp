@@ -8,10 +8,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <functional>
 #include <string>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -49,20 +47,6 @@ TEST(OxDir, Mkpath)
     EXPECT_NE(lines[0].text.find("COxDir::mkpath: only accept absolute dir path!"), std::string::npos);
     EXPECT_NE(lines[1].text.find("COxDir::mkpath: Empty or null path name"), std::string::npos);
     EXPECT_EQ(lines[0].level, 2u);
-}
-
-// Runs body as an ordinary user, whose permissions count: in a child that
-// gives up root when the tests run as root. body's result, or -1.
-int asOrdinaryUser(const std::function<int()>& body)
-{
-    if (::geteuid() != 0)
-        return body();
-    const pid_t pid = ::fork();
-    if (pid == 0)
-        _exit(::setgid(65534) == 0 && ::setuid(65534) == 0 ? body() : 255);
-    int status = 0;
-    ::waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 TEST(OxDir, RemoveRecursively)
