@@ -2,6 +2,7 @@
 #include "core/io/oxfiledevice_p.h"
 
 #include "core/io/oxfileengine.h"
+#include "core/io/oxtemporaryfileengine.h"
 #include "core/log/oxdebug.h"
 
 #include <sys/stat.h>
@@ -165,12 +166,46 @@ bool COxFile::rename(const COxString& newName)
 }
 
 // Changing only the letter case of a name on a file system that ignores case
-// has to go through a free intermediate name. No source of unique names is
-// available to files, so such a rename is refused.
-bool COxFile::renameCaseOnly(const COxString&)
+// has to go through a free intermediate name: the old and the new name are
+// the same entry there.
+bool COxFile::renameCaseOnly(const COxString& newName)
 {
-    setError(RenameError, COxString("Error while renaming."));
-    return false;
+    COxFilePrivate* d = filePrivate(d_ptr);
+    close();
+    // The intermediate name is reserved by creating it; the rename then
+    // replaces the empty file.
+    COxString fileTemplate = newName;
+    fileTemplate.append(".XXXXXX");
+    COxTemporaryFileEngine reserved(fileTemplate);
+    if (!reserved.open(WriteOnly)) {
+        setError(RenameError, COxString("Error while renaming."));
+        return false;
+    }
+    reserved.close();
+    const COxString intermediate = reserved.fileName();
+    COxFileEngine* engine = d->engine();
+    if (!engine->rename(intermediate)) {
+        reserved.remove();
+        setError(RenameError, COxString("Error while renaming."));
+        return false;
+    }
+    if (!engine->rename(newName)) {
+        if (!engine->rename(d->fileName)) {
+            // The file is left under the intermediate name; so is this object.
+            setError(RenameError, COxString("Unable to restore from %1: %2").arg(intermediate).arg(engine->errorString()));
+            d->fileName = intermediate;
+            return false;
+        }
+        setError(RenameError, COxString("Error while renaming."));
+        return false;
+    }
+    // Where both names are links of one file (a file system that tells case
+    // apart), renaming one onto the other does nothing: the intermediate
+    // name stays and goes now.
+    if (sameFile(intermediate, newName))
+        reserved.remove();
+    d->fileName = newName;
+    return true;
 }
 
 bool COxFile::renameByCopy(const COxString& newName)

@@ -35,9 +35,11 @@ public:
     bool remove();
     static bool remove(const COxString& name);
 
-    // Gives the file a new name that does not exist yet. When the system
-    // cannot rename (another file system), the content is copied in blocks
-    // and the source removed. The file is closed afterwards.
+    // Gives the file a new name that does not exist yet, or that differs
+    // only in letter case and names this same file (which goes through an
+    // intermediate name). When the system cannot rename (another file
+    // system), the content is copied in blocks and the source removed. The
+    // file is closed afterwards.
     bool rename(const COxString& newName);
 
 private:

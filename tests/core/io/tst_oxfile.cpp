@@ -12,6 +12,7 @@
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -231,20 +232,54 @@ TEST_F(OxFileTest, RenameRules)
     EXPECT_EQ(str(file.fileName()), dir.file("moved"));
     EXPECT_EQ(readBytes(dir.file("moved")), "Source");
 
-    // A name differing only in case that leads to the same file (here a
-    // hard link) needs an intermediate name; both names stay.
-    ASSERT_EQ(link(dir.file("moved").c_str(), dir.file("MOVED").c_str()), 0);
-    EXPECT_FALSE(file.rename(dir.name("MOVED")));
-    EXPECT_EQ(str(file.errorString()), "Error while renaming.");
-    EXPECT_TRUE(pathExists(dir.file("moved")));
-    EXPECT_TRUE(pathExists(dir.file("MOVED")));
-
     // When the system cannot rename, the copy fallback reports the failing
     // side and leaves the source alone.
     EXPECT_FALSE(file.rename(dir.name("no/such/dir")));
     EXPECT_EQ(file.error(), COxFile::RenameError);
     EXPECT_EQ(str(file.errorString()), "No such file or directory");
     EXPECT_EQ(readBytes(dir.file("moved")), "Source");
+}
+
+// A new name that differs only in letter case and already leads to the same
+// file is what a file system that ignores case shows; here another link to
+// the file stands in for it. The rename goes through an intermediate name
+// and leaves only the new one, with the data.
+TEST_F(OxFileTest, RenameChangingOnlyCase)
+{
+    writeBytes(dir.file("name"), "data");
+    COxFile file(dir.name("name"));
+    EXPECT_TRUE(file.rename(dir.name("Name"))); // a plain rename here
+    EXPECT_EQ(readBytes(dir.file("Name")), "data");
+
+    ASSERT_EQ(::link(dir.file("Name").c_str(), dir.file("NAME").c_str()), 0);
+    EXPECT_TRUE(file.rename(dir.name("NAME")));
+    EXPECT_EQ(str(file.fileName()), dir.file("NAME"));
+    EXPECT_EQ(dir.entries(), std::vector<std::string>{"NAME"});
+    EXPECT_EQ(readBytes(dir.file("NAME")), "data");
+
+    ASSERT_EQ(::symlink("NAME", dir.file("name").c_str()), 0);
+    EXPECT_TRUE(file.rename(dir.name("name")));
+    EXPECT_EQ(dir.entries(), std::vector<std::string>{"name"});
+    struct stat st;
+    ASSERT_EQ(::lstat(dir.file("name").c_str(), &st), 0);
+    EXPECT_TRUE(S_ISREG(st.st_mode));
+    EXPECT_EQ(readBytes(dir.file("name")), "data");
+
+    // Without room for the intermediate name nothing moves.
+    ASSERT_EQ(::link(dir.file("name").c_str(), dir.file("NAME").c_str()), 0);
+    ::chmod(dir.path().c_str(), 0777);
+    ::chmod(dir.file("name").c_str(), 0666);
+    ASSERT_EQ(::mkdir(dir.file("locked").c_str(), 0777), 0);
+    ASSERT_EQ(::rename(dir.file("name").c_str(), dir.file("locked/name").c_str()), 0);
+    ASSERT_EQ(::rename(dir.file("NAME").c_str(), dir.file("locked/NAME").c_str()), 0);
+    ::chmod(dir.file("locked").c_str(), 0555);
+    const int result = asOrdinaryUser([&dir = dir] {
+        COxFile locked(dir.name("locked/name"));
+        return !locked.rename(dir.name("locked/NAME")) && str(locked.errorString()) == "Error while renaming." &&
+               dir.entries("locked").size() == 2;
+    });
+    EXPECT_EQ(result, 1);
+    ::chmod(dir.file("locked").c_str(), 0777);
 }
 
 TEST_F(OxFileTest, RenameAcrossFileSystemsCopiesBlocks)
