@@ -1,13 +1,12 @@
 #include "tools/fileio.h"
 
-#include "tools/framestream.h"
+#include "core/io/oxsavefile.h"
 
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <vector>
 
 namespace oxtool {
 
@@ -90,36 +89,18 @@ bool readWholeFile(const std::string& path, std::string* contents, std::string* 
 
 bool writeFileAtomically(const std::string& path, const std::string& bytes, std::string* error)
 {
-    // mkstemp wants a writable template that ends in XXXXXX.
-    const std::string pattern = path + ".tmp-XXXXXX";
-    std::vector<char> name(pattern.begin(), pattern.end());
-    name.push_back('\0');
-    const int fd = ::mkstemp(name.data());
-    if (fd < 0) {
-        *error = systemError("cannot create a temporary file beside the output");
+    COxSaveFile file(COxString::fromLocal8Bit(path.c_str(), int(path.size())));
+    const auto fail = [&file, error](const char* what) {
+        *error = std::string(what) + file.errorString().toLocal8Bit().constData();
         return false;
-    }
-    const char* failed = nullptr;
-    if (!writeFully(fd, reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()))
-        failed = "write error";
-    else if (::fchmod(fd, 0644) != 0)
-        failed = "cannot set permissions";
-    else if (::fsync(fd) != 0)
-        failed = "cannot flush to disk";
-    if (failed)
-        *error = systemError(failed);
-    if (::close(fd) != 0 && !failed) {
-        failed = "close";
-        *error = systemError("write error on close");
-    }
-    if (!failed && ::rename(name.data(), path.c_str()) != 0) {
-        failed = "rename";
-        *error = systemError("cannot rename the temporary file");
-    }
-    if (failed) {
-        ::unlink(name.data());
-        return false;
-    }
+    };
+    if (!file.open(COxIODevice::WriteOnly))
+        // Refusals of the target itself speak for themselves.
+        return fail(file.error() == COxFileDevice::WriteError ? "" : "cannot create a temporary file beside the output: ");
+    if (file.write(bytes.data(), int64_t(bytes.size())) != int64_t(bytes.size()))
+        return fail("write error: ");
+    if (!file.commit())
+        return fail(file.error() == COxFileDevice::RenameError ? "cannot rename the temporary file: " : "write error: ");
     return true;
 }
 

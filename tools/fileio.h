@@ -39,7 +39,9 @@ bool servedByFileSource(const std::string& path);
 
 // Writes bytes to a temporary file beside path and renames it over path once
 // everything is on disk, so path either keeps its old contents or gets all of
-// the new ones. The temporary file is removed on every failure.
+// the new ones (COxSaveFile). The temporary file is removed on every failure.
+// An existing path keeps its permissions; a symbolic link is followed and
+// stays a link.
 bool writeFileAtomically(const std::string& path, const std::string& bytes, std::string* error);
 
 } // namespace oxtool

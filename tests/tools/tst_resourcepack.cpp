@@ -159,4 +159,29 @@ TEST(PackCommand, RefusesWhatItCannotPackOrMount)
     EXPECT_FALSE(tooltest::fileExists(dir.file("x.pack")));
 }
 
+// A pack replaces its output whole: through a link, which stays, and with
+// the permissions the output had. A directory in the way is refused.
+TEST(PackCommand, ReplacesTheOutputThroughLinks)
+{
+    tooltest::ScratchDir dir;
+    Tool tool;
+    ::mkdir(dir.file("tree").c_str(), 0755);
+    ::mkdir(dir.file("out").c_str(), 0755);
+    tooltest::writeFile(dir.file("tree/a"), "a");
+    tooltest::writeFile(dir.file("out/real.pack"), "old");
+    ::chmod(dir.file("out/real.pack").c_str(), 0604);
+    ASSERT_EQ(::symlink("out/real.pack", dir.file("link.pack").c_str()), 0);
+    ASSERT_EQ(tool.run({"pack", dir.file("tree"), dir.file("link.pack")}), ExitOk) << tool.err.str();
+    struct stat st;
+    ASSERT_EQ(::lstat(dir.file("link.pack").c_str(), &st), 0);
+    EXPECT_TRUE(S_ISLNK(st.st_mode));
+    ASSERT_EQ(::stat(dir.file("out/real.pack").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0604u);
+    EXPECT_EQ(tooltest::readFile(dir.file("out/real.pack")).compare(0, 4, "qres"), 0);
+    EXPECT_EQ(dir.entries("out").size(), 1u);
+
+    EXPECT_EQ(tool.run({"pack", dir.file("tree"), dir.file("out")}), ExitFailure);
+    EXPECT_EQ(tool.err.str(), "oxlut: " + dir.file("out") + ": Filename refers to a directory\n");
+}
+
 } // namespace
