@@ -62,6 +62,7 @@ inline std::string str(const COxString& text)
 // the child did not exit by itself.
 inline int inChild(const std::function<int()>& body)
 {
+    std::fflush(nullptr); // nothing buffered comes out twice
     const pid_t pid = ::fork();
     if (pid == 0)
         _exit(body());

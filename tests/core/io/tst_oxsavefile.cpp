@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <csignal>
 #include <string>
 #include <sys/resource.h>
@@ -227,6 +228,7 @@ TEST_F(OxSaveFileTest, KilledSaverLeavesTheOldTarget)
     writeBytes(target, old);
     int ready[2];
     ASSERT_EQ(::pipe(ready), 0);
+    std::fflush(nullptr);
     const pid_t pid = ::fork();
     if (pid == 0) {
         COxSaveFile file(oxName(target));

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <set>
 #include <string>
 #include <thread>
@@ -45,6 +46,7 @@ TEST(OxTemporaryFileEngine, ProcessesAndThreadsNeverShareAName_concurrent)
         return total;
     };
 
+    std::fflush(nullptr);
     const pid_t child = ::fork();
     if (child == 0)
         _exit(createAll("child") == 0 ? 0 : 1);
