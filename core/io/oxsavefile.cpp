@@ -42,7 +42,7 @@ bool followLinks(std::string* path)
         // A relative target is relative to the link's directory.
         std::string next(target, size_t(n));
         const size_t slash = path->rfind('/');
-        if (next[0] != '/' && slash != std::string::npos)
+        if (next.compare(0, 1, "/") != 0 && slash != std::string::npos)
             next.insert(0, *path, 0, slash + 1);
         path->swap(next);
     }
