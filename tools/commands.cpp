@@ -1,5 +1,6 @@
 #include "tools/commands.h"
 
+#include "tools/cubebake.h"
 #include "tools/cubefile.h"
 #include "tools/fileio.h"
 #include "tools/framediff.h"
@@ -26,19 +27,20 @@ namespace {
 const char kUsage[] =
     "usage: oxlut COMMAND [ARGS]\n"
     "\n"
-    "  convert IN.cube OUT\n"
-    "      Converts a .cube 3D LUT into the library's LUT file.\n"
-    "  info FILE\n"
+    "  convert [--grid N] IN.cube OUT\n"
+    "      Converts a .cube file (3D table, 1D table, or 1D shaper and 3D table)\n"
+    "      into the library's LUT file, on a grid of N points per side (2 to 65;\n"
+    "      default: the file's 3D size, 33 for a 1D table).\n"
+    "  info [--grid N] FILE\n"
     "      Prints the header, level values and a colour summary of a LUT file\n"
     "      (or of a .cube file as it would be converted).\n"
     "  apply --lut FILE --size WxH [--format nv12|nv21] [--standard bt601|bt709]\n"
-    "        [--range limited|full] [--threads N] [IN|-] [OUT|-]\n"
+    "        [--range limited|full] [--threads N] [--grid N] [IN|-] [OUT|-]\n"
     "      Grades raw frames from IN (default standard input) to OUT (default\n"
-    "      standard output), one frame at a time. FILE may be a LUT file or a\n"
-    "      .cube file. Defaults: nv12, bt601, limited, one thread per processor\n"
-    "      (--threads 0).\n"
+    "      standard output). FILE may be a LUT file or a .cube file. Defaults:\n"
+    "      nv12, bt601, limited, one thread per processor (--threads 0).\n"
     "  bench --lut FILE --size WxH [--threads N] [--frames K]\n"
-    "        [--format ...] [--standard ...] [--range ...]\n"
+    "        [--format ...] [--standard ...] [--range ...] [--grid N]\n"
     "      Times the rendering of one frame against a memcpy of it.\n"
     "  diff --size WxH A B\n"
     "      Mean absolute difference, largest difference and PSNR between two\n"
@@ -113,24 +115,49 @@ private:
     std::string m_path;
 };
 
+// Parses and converts the text of a .cube file; its warnings go to the error
+// stream, one line each, naming the file. what describes the file.
+bool lutFromCubeText(const ToolContext& context, const std::string& path, const std::string& text,
+                     uint32_t grid, LutFile* lut, std::string* what, std::string* error)
+{
+    CubeLut cube;
+    std::vector<std::string> warnings;
+    if (!parseCube(text, &cube, error) || !lutFromCube(cube, grid, lut, error, &warnings))
+        return false;
+    warnings.insert(warnings.begin(), cube.warnings.begin(), cube.warnings.end());
+    for (const std::string& warning : warnings)
+        *context.err << "oxlut: " << path << ": warning: " << warning << '\n';
+    *what = cube.describe();
+    return true;
+}
+
 // Checks the LUT named on the command line and gives the path the renderer
 // should load: the file itself, or a converted copy of a .cube file.
-bool prepareLut(const std::string& path, TemporaryFile* converted, std::string* loadPath,
-                LutFile* lut, std::string* error)
+bool prepareLut(const ToolContext& context, const RenderSettings& settings,
+                TemporaryFile* converted, std::string* loadPath, LutFile* lut,
+                std::string* error)
 {
+    const std::string& path = settings.lutPath;
     if (endsWithCube(path)) {
-        CubeLut cube;
-        if (!readCubeFile(path, &cube, error) || !lutFromCube(cube, lut, error) ||
+        std::string text;
+        std::string what;
+        if (!readWholeFile(path, &text, error) ||
+            !lutFromCubeText(context, path, text, settings.cubeGrid, lut, &what, error) ||
             !converted->create(error) ||
             !writeFileAtomically(converted->path(), encodeLut(*lut), error))
             return false;
         *loadPath = converted->path();
         return true;
     }
+    if (settings.cubeGrid) {
+        *error = "--grid applies to .cube files only";
+        return false;
+    }
     if (!readLutFile(path, lut, error))
         return false;
     if (!lut->is3D) {
-        *error = "only 3D LUTs are supported (this is a 1D table)";
+        *error = "a 1D table of " + std::to_string(lut->levelCount()) +
+                 " entries: the library renders 3D tables only";
         return false;
     }
     // The library cannot see the tool's mounted packs: it gets a copy.
@@ -153,7 +180,7 @@ std::unique_ptr<FrameRenderer> openRenderer(const ToolContext& context,
 {
     TemporaryFile converted;
     RenderSettings resolved = settings;
-    if (!prepareLut(settings.lutPath, &converted, &resolved.lutPath, lut, error)) {
+    if (!prepareLut(context, settings, &converted, &resolved.lutPath, lut, error)) {
         *error = settings.lutPath + ": " + *error;
         return nullptr;
     }
@@ -241,13 +268,16 @@ std::string colourLine(const char* label, const double* rgb)
     return text;
 }
 
-void printLutInfo(std::ostream& out, const std::string& path, size_t fileSize, bool fromCube,
-                  const LutFile& lut)
+// fromCube describes the .cube file shown as converted ("" for a LUT file).
+void printLutInfo(std::ostream& out, const std::string& path, size_t fileSize,
+                  const std::string& fromCube, const LutFile& lut)
 {
     const uint32_t n = lut.levelCount();
     const size_t entries = lut.grid.size() / 3;
     out << "file:           " << path << " (" << fileSize << " bytes"
-        << (fromCube ? ", .cube text shown as converted" : "") << ")\n";
+        << (fromCube.empty() ? "" : ", .cube text shown as converted") << ")\n";
+    if (!fromCube.empty())
+        out << "converted from: " << fromCube << '\n';
     out << "signature:      \".ZR-LUT \"\n";
     out << "version:        " << lut.version << '\n';
     out << "element type:   " << lut.elementType << " (8-bit unsigned)\n";
@@ -299,15 +329,18 @@ int runConvert(const std::vector<std::string>& args, const ToolContext& context)
     std::string error;
     if (!parseConvertOptions(args, &options, &error))
         return usageError(context, "convert", error);
-    CubeLut cube;
+    std::string text;
+    std::string what;
     LutFile lut;
-    if (!readCubeFile(options.input, &cube, &error) || !lutFromCube(cube, &lut, &error))
+    if (!readWholeFile(options.input, &text, &error) ||
+        !lutFromCubeText(context, options.input, text, options.grid, &lut, &what, &error))
         return fail(context, options.input + ": " + error);
     const std::string bytes = encodeLut(lut);
     if (!writeFileAtomically(options.output, bytes, &error))
         return fail(context, options.output + ": " + error);
-    *context.out << "wrote " << options.output << ": " << cube.size << " levels, "
-                 << cube.entryCount() << " entries, " << bytes.size() << " bytes\n";
+    *context.out << "wrote " << options.output << ": " << lut.levelCount() << " levels, "
+                 << lut.grid.size() / 3 << " entries, " << bytes.size() << " bytes, from "
+                 << what << '\n';
     return ExitOk;
 }
 
@@ -321,15 +354,16 @@ int runInfo(const std::vector<std::string>& args, const ToolContext& context)
     LutFile lut;
     if (!readWholeFile(options.path, &bytes, &error))
         return fail(context, options.path + ": " + error);
-    bool fromCube = false;
+    std::string fromCube;
     if (!decodeLut(bytes, &lut, &error)) {
         std::string cubeError;
-        CubeLut cube;
         if (!endsWithCube(options.path))
             return fail(context, options.path + ": " + error);
-        if (!parseCube(bytes, &cube, &cubeError) || !lutFromCube(cube, &lut, &cubeError))
+        if (!lutFromCubeText(context, options.path, bytes, options.grid, &lut, &fromCube,
+                             &cubeError))
             return fail(context, options.path + ": " + cubeError);
-        fromCube = true;
+    } else if (options.grid) {
+        return fail(context, options.path + ": --grid applies to .cube files only");
     }
     printLutInfo(*context.out, options.path, bytes.size(), fromCube, lut);
     return ExitOk;

@@ -1,11 +1,9 @@
 #include "tools/lutfile.h"
 
-#include "tools/cubefile.h"
 #include "tools/fileio.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 
 namespace oxtool {
@@ -54,80 +52,12 @@ uint32_t floatToBits(float f)
     return bits;
 }
 
-std::string lineError(int line, const std::string& text)
-{
-    return line > 0 ? "line " + std::to_string(line) + ": " + text : text;
-}
-
-std::string formatNumber(float v)
-{
-    char text[32];
-    std::snprintf(text, sizeof text, "%g", double(v));
-    return text;
-}
-
 } // namespace
 
 uint8_t toByte(float value)
 {
     const float clamped = value < 0.0f ? 0.0f : (value > 1.0f ? 1.0f : value);
     return uint8_t(std::lround(double(clamped) * 255.0));
-}
-
-bool lutFromCube(const CubeLut& cube, LutFile* lut, std::string* error)
-{
-    const float lo = cube.domainMin[0];
-    const float hi = cube.domainMax[0];
-    for (int c = 1; c < 3; ++c) {
-        if (cube.domainMin[c] != lo) {
-            *error = lineError(cube.domainMinLine,
-                               "DOMAIN_MIN differs between channels; only one domain for all "
-                               "three channels is supported");
-            return false;
-        }
-        if (cube.domainMax[c] != hi) {
-            *error = lineError(cube.domainMaxLine,
-                               "DOMAIN_MAX differs between channels; only one domain for all "
-                               "three channels is supported");
-            return false;
-        }
-    }
-    if (lo < 0.0f || lo > 1.0f) {
-        *error = lineError(cube.domainMinLine, "DOMAIN_MIN " + formatNumber(lo) +
-                                                   " lies outside 0..1");
-        return false;
-    }
-    if (hi < 0.0f || hi > 1.0f) {
-        *error = lineError(cube.domainMaxLine, "DOMAIN_MAX " + formatNumber(hi) +
-                                                   " lies outside 0..1");
-        return false;
-    }
-    if (!(lo < hi)) {
-        *error = lineError(cube.domainMaxLine ? cube.domainMaxLine : cube.domainMinLine,
-                           "DOMAIN_MAX must be above DOMAIN_MIN");
-        return false;
-    }
-
-    const uint32_t n = uint32_t(cube.size);
-    *lut = LutFile();
-    lut->levels.resize(n);
-    for (uint32_t i = 0; i < n; ++i)
-        lut->levels[i] = float(double(lo) + (double(hi) - double(lo)) * i / (n - 1));
-    lut->levels[n - 1] = hi;
-
-    // .cube index r + n*(g + n*b) goes to file index (r*n + g)*n + b.
-    lut->grid.resize(size_t(n) * n * n * 3);
-    const float* src = cube.rgb.data();
-    for (uint32_t b = 0; b < n; ++b) {
-        for (uint32_t g = 0; g < n; ++g) {
-            for (uint32_t r = 0; r < n; ++r, src += 3) {
-                uint8_t* dst = &lut->grid[((size_t(r) * n + g) * n + b) * 3];
-                for (int c = 0; c < 3; ++c)
-                    dst[c] = toByte(src[c]);
-            }
-        }
-    }
-    return true;
 }
 
 std::string encodeLut(const LutFile& lut)

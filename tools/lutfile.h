@@ -1,5 +1,5 @@
-// The library's binary LUT file (magic ".ZR-LUT "): building one from a .cube
-// table, encoding it to bytes, and decoding one for inspection.
+// The library's binary LUT file (magic ".ZR-LUT "): encoding one to bytes and
+// decoding one for inspection (.cube files become one in cubebake.h).
 //
 // Layout: a 48-byte little-endian header (magic, version 1, level count N,
 // element type 0, 3D flag, level values offset), N float level values, then
@@ -12,8 +12,6 @@
 #include <vector>
 
 namespace oxtool {
-
-struct CubeLut;
 
 constexpr char kLutMagic[9] = ".ZR-LUT ";
 constexpr size_t kLutHeaderSize = 48;
@@ -41,12 +39,6 @@ struct LutFile {
         return &grid[((r * n + g) * n + b) * 3];
     }
 };
-
-// Converts a parsed .cube table: reorders the entries from red-fastest to
-// blue-fastest, clamps them to 0..1 and rounds to 8 bits, and derives the
-// level values from the domain. The domain must be the same for the three
-// channels and lie inside 0..1; otherwise returns false with a one-line error.
-bool lutFromCube(const CubeLut& cube, LutFile* lut, std::string* error);
 
 // The file's bytes (header at offset 0, level values at offset 48).
 std::string encodeLut(const LutFile& lut);

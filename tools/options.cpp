@@ -112,17 +112,17 @@ bool takePositionals(const ArgList& list, size_t least, size_t most, const char*
     return true;
 }
 
-// Two names and no options; the second names a file to write, so it cannot
-// be standard output.
-bool parseInputAndOutput(const std::vector<std::string>& args, const char* names,
+// Two names and the given options; the second name is a file to write, so it
+// cannot be standard output.
+bool parseInputAndOutput(ArgList* list, const std::vector<std::string>& args,
+                         const std::vector<std::string>& options, const char* names,
                          const char* command, std::string* input, std::string* output,
                          std::string* error)
 {
-    ArgList list;
-    if (!list.parse(args, {}, error) || !takePositionals(list, 2, 2, names, error))
+    if (!list->parse(args, options, error) || !takePositionals(*list, 2, 2, names, error))
         return false;
-    *input = list.positionals()[0];
-    *output = list.positionals()[1];
+    *input = list->positionals()[0];
+    *output = list->positionals()[1];
     if (*output == "-") {
         *error = std::string(command) + " writes a file, not standard output";
         return false;
@@ -130,9 +130,16 @@ bool parseInputAndOutput(const std::vector<std::string>& args, const char* names
     return true;
 }
 
-// --lut, --size, --format, --standard, --range, --threads.
-const std::vector<std::string> kRenderOptions = {"--lut",   "--size",  "--format",
-                                                 "--standard", "--range", "--threads"};
+// --lut, --size, --format, --standard, --range, --threads, --grid.
+const std::vector<std::string> kRenderOptions = {"--lut",   "--size",    "--format", "--standard",
+                                                 "--range", "--threads", "--grid"};
+
+// --grid N, the points per side a .cube file is baked onto.
+bool parseGrid(const ArgList& list, uint32_t* grid, std::string* error)
+{
+    return !list.has("--grid") ||
+           parseCount("--grid", list.value("--grid"), kMinGrid, kMaxGrid, grid, error);
+}
 
 bool parseRenderSettings(const ArgList& list, RenderSettings* render, std::string* error)
 {
@@ -155,7 +162,8 @@ bool parseRenderSettings(const ArgList& list, RenderSettings* render, std::strin
            parseChoice(list, "--range", {"limited", "full"}, &render->range, error) &&
            (!list.has("--threads") ||
             parseCount("--threads", list.value("--threads"), 0, kMaxThreads, &render->threads,
-                       error));
+                       error)) &&
+           parseGrid(list, &render->cubeGrid, error);
 }
 
 } // namespace
@@ -185,25 +193,28 @@ bool parseFrameSize(const std::string& text, FrameGeometry* geometry, std::strin
 bool parseConvertOptions(const std::vector<std::string>& args, ConvertOptions* options,
                          std::string* error)
 {
-    return parseInputAndOutput(args, "IN.cube and OUT", "convert", &options->input,
-                               &options->output, error);
+    ArgList list;
+    return parseInputAndOutput(&list, args, {"--grid"}, "IN.cube and OUT", "convert",
+                               &options->input, &options->output, error) &&
+           parseGrid(list, &options->grid, error);
 }
 
 bool parsePackOptions(const std::vector<std::string>& args, PackOptions* options,
                       std::string* error)
 {
-    return parseInputAndOutput(args, "DIR and OUT", "pack", &options->dir, &options->output,
-                               error);
+    ArgList list;
+    return parseInputAndOutput(&list, args, {}, "DIR and OUT", "pack", &options->dir,
+                               &options->output, error);
 }
 
 bool parseInfoOptions(const std::vector<std::string>& args, InfoOptions* options,
                       std::string* error)
 {
     ArgList list;
-    if (!list.parse(args, {}, error) || !takePositionals(list, 1, 1, "FILE", error))
+    if (!list.parse(args, {"--grid"}, error) || !takePositionals(list, 1, 1, "FILE", error))
         return false;
     options->path = list.positionals()[0];
-    return true;
+    return parseGrid(list, &options->grid, error);
 }
 
 bool parseApplyOptions(const std::vector<std::string>& args, ApplyOptions* options,

@@ -14,12 +14,16 @@ namespace oxtool {
 
 constexpr uint32_t kMaxFrameSide = 16384;
 constexpr uint32_t kMaxThreads = 1024;
+// --grid: the sizes of 3D table the library loads.
+constexpr uint32_t kMinGrid = 2;
+constexpr uint32_t kMaxGrid = 65;
 
 // What the renderer needs besides the pixels. The codes are those of the
 // library's render call: format 0 NV12, 1 NV21; standard 0 BT.601, 1 BT.709;
 // range 0 limited, 1 full. threads 0 means one per processor.
 struct RenderSettings {
     std::string lutPath;
+    uint32_t cubeGrid = 0;  // --grid: points per side for a .cube LUT; 0 its own
     FrameGeometry geometry;
     uint32_t pixelFormat = 0;
     uint32_t colorStandard = 0;
@@ -30,6 +34,7 @@ struct RenderSettings {
 struct ConvertOptions {
     std::string input;
     std::string output;
+    uint32_t grid = 0;
 };
 
 struct PackOptions {
@@ -39,6 +44,7 @@ struct PackOptions {
 
 struct InfoOptions {
     std::string path;
+    uint32_t grid = 0;
 };
 
 struct ApplyOptions {

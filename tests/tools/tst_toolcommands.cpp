@@ -79,13 +79,14 @@ TEST(ApplyCommand, GradesFramesFromFileToFileWithTheChosenSettings)
     for (size_t i = 0; i < out.size(); ++i)
         ASSERT_EQ(uint8_t(out[i]), uint8_t(i + 1));
 
-    // A .cube LUT is converted to a temporary file that is gone afterwards.
-    ASSERT_EQ(h.run({"apply", "--lut", dir.file("look.cube"), "--size", "6x5",
+    // A .cube LUT is converted, on the grid asked for, to a temporary file
+    // that is gone afterwards.
+    ASSERT_EQ(h.run({"apply", "--lut", dir.file("look.cube"), "--grid", "9", "--size", "6x5",
                      dir.file("in.nv12"), dir.file("out2.nv12")}),
               0)
         << h.err.str();
     EXPECT_EQ(h.openedError, "");
-    EXPECT_EQ(h.openedLut.levelCount(), 5u);
+    EXPECT_EQ(h.openedLut.levelCount(), 9u);
     EXPECT_FALSE(tooltest::fileExists(h.opened.lutPath));
     EXPECT_EQ(h.opened.pixelFormat + h.opened.colorStandard + h.opened.range + h.opened.threads, 0u);
 }
@@ -133,7 +134,7 @@ TEST(ApplyCommand, ReadsStandardInputAndReportsFailuresInOneLine)
     tooltest::writeFile(dir.file("flat.lut"), encodeLut(flat));
     EXPECT_EQ(failure({"apply", "--lut", dir.file("flat.lut"), "--size", "6x5", lut, "-"}),
               "oxlut: " + dir.file("flat.lut") +
-                  ": only 3D LUTs are supported (this is a 1D table)\n");
+                  ": a 1D table of 2 entries: the library renders 3D tables only\n");
 }
 
 TEST(ToolArguments, BadArgumentsAreUsageErrors)
