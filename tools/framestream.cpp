@@ -1,63 +1,21 @@
 #include "tools/framestream.h"
 
+#include "tools/framebuffer.h"
+
 #include <cerrno>
+#include <condition_variable>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <ostream>
-#include <sys/mman.h>
-#include <sys/stat.h>
+#include <system_error>
+#include <thread>
 #include <unistd.h>
 
 namespace oxtool {
-
-namespace {
-
-// One frame of a regular input file, mapped read-only at the file's current
-// offset, which moves past the frame as a read would. Anything else (a pipe,
-// a terminal, less than a whole frame left, a failed mapping) leaves it
-// empty, and the caller reads instead: the end of the input and a truncated
-// tail are then found exactly as for a pipe.
-class MappedFrame {
-public:
-    MappedFrame(int fd, size_t size)
-    {
-        struct stat st;
-        if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode))
-            return;
-        const off_t offset = ::lseek(fd, 0, SEEK_CUR);
-        if (offset < 0 || st.st_size - offset < off_t(size))
-            return;
-        const off_t page = off_t(::sysconf(_SC_PAGESIZE));
-        const off_t start = offset / page * page;
-        m_length = size_t(offset - start) + size;
-        void* map = ::mmap(nullptr, m_length, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, start);
-        if (map == MAP_FAILED || ::lseek(fd, offset + off_t(size), SEEK_SET) < 0) {
-            if (map != MAP_FAILED)
-                ::munmap(map, m_length);
-            return;
-        }
-        m_map = map;
-        m_data = static_cast<const uint8_t*>(map) + (offset - start);
-    }
-    ~MappedFrame()
-    {
-        if (m_map)
-            ::munmap(m_map, m_length);
-    }
-    MappedFrame(const MappedFrame&) = delete;
-    MappedFrame& operator=(const MappedFrame&) = delete;
-
-    const uint8_t* data() const { return m_data; }
-
-private:
-    void* m_map = nullptr;
-    size_t m_length = 0;
-    const uint8_t* m_data = nullptr;
-};
-
-} // namespace
 
 ssize_t readFully(int fd, uint8_t* data, size_t size)
 {
@@ -124,48 +82,207 @@ void ProgressMeter::draw(uint64_t frames, double now)
     m_lastDraw = now;
 }
 
+namespace {
+
+// Frames move through a ring of buffers: an input/output thread reads frame
+// k + 1 and writes frame k - 1 while the calling thread renders frame k in
+// place. Counters of frames read, rendered and written (written <= rendered
+// <= read <= written + slots) say which buffer is in which state.
+class FramePipeline {
+public:
+    FramePipeline(int inFd, int outFd, size_t frameSize)
+        : m_inFd(inFd), m_outFd(outFd), m_frameSize(frameSize)
+    {
+    }
+
+    // Makes up to kSlots buffers (at least one); false when not even one.
+    bool allocate();
+    // The input/output thread.
+    void transfer();
+    // Renders every frame the input thread delivers; returns when the input
+    // is used up or something failed.
+    void render(const FrameProcessor& process, ProgressMeter* progress);
+
+    StreamResult result() const;
+
+private:
+    static constexpr size_t kSlots = 3;
+
+    uint8_t* slot(uint64_t frame) const { return m_buffers[frame % m_slotCount]->data(); }
+    // Keeps the first failure; the caller holds the lock.
+    void fail(std::string text);
+    bool readFrame(uint64_t frame);   // called without the lock; false on failure
+    bool writeFrame(uint64_t frame);  // the same
+
+    const int m_inFd;
+    const int m_outFd;
+    const size_t m_frameSize;
+    std::unique_ptr<FrameBuffer> m_buffers[kSlots];
+    size_t m_slotCount = 0;
+
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    uint64_t m_read = 0;
+    uint64_t m_rendered = 0;
+    uint64_t m_written = 0;
+    bool m_inputDone = false;     // end of input, or a read failure
+    bool m_outputBroken = false;  // a write failed: nothing more goes out
+    bool m_renderDone = false;    // the renderer has stopped
+    std::string m_error;
+};
+
+bool FramePipeline::allocate()
+{
+    for (std::unique_ptr<FrameBuffer>& buffer : m_buffers) {
+        buffer.reset(new (std::nothrow) FrameBuffer(m_frameSize));
+        if (!buffer || !buffer->data())
+            break;
+        ++m_slotCount;
+    }
+    return m_slotCount > 0;
+}
+
+void FramePipeline::fail(std::string text)
+{
+    if (m_error.empty())
+        m_error = std::move(text);
+}
+
+bool FramePipeline::readFrame(uint64_t frame)
+{
+    const ssize_t got = readFully(m_inFd, slot(frame), m_frameSize);
+    std::lock_guard<std::mutex> hold(m_lock);
+    if (got == ssize_t(m_frameSize))
+        return true;
+    if (got < 0)
+        fail("read error after " + std::to_string(frame) + " frames: " + std::strerror(errno));
+    else if (got > 0)
+        fail("input ends with a truncated frame: " + std::to_string(got) +
+             " bytes left over after " + std::to_string(frame) +
+             " whole frames (a frame is " + std::to_string(m_frameSize) + " bytes)");
+    return false;
+}
+
+bool FramePipeline::writeFrame(uint64_t frame)
+{
+    if (writeFully(m_outFd, slot(frame), m_frameSize))
+        return true;
+    std::lock_guard<std::mutex> hold(m_lock);
+    if (errno == EPIPE)
+        fail("output closed by the reader after " + std::to_string(frame) + " frames");
+    else
+        fail("write error after " + std::to_string(frame) + " frames: " + std::strerror(errno));
+    return false;
+}
+
+void FramePipeline::transfer()
+{
+    std::unique_lock<std::mutex> lock(m_lock);
+    for (;;) {
+        // Writing first hands finished frames on at once and frees buffers.
+        if (!m_outputBroken && m_written < m_rendered) {
+            const uint64_t frame = m_written;
+            lock.unlock();
+            const bool ok = writeFrame(frame);
+            lock.lock();
+            if (ok)
+                ++m_written;
+            m_outputBroken = !ok;
+        } else if (!m_inputDone && !m_renderDone && m_read - m_written < m_slotCount) {
+            const uint64_t frame = m_read;
+            lock.unlock();
+            const bool ok = readFrame(frame);
+            lock.lock();
+            if (ok)
+                ++m_read;
+            m_inputDone = !ok;
+        } else if (m_renderDone) {
+            return;  // every frame rendered is written, or the output is gone
+        } else {
+            m_changed.wait(lock);
+            continue;
+        }
+        m_changed.notify_all();
+    }
+}
+
+void FramePipeline::render(const FrameProcessor& process, ProgressMeter* progress)
+{
+    std::unique_lock<std::mutex> lock(m_lock);
+    for (;;) {
+        m_changed.wait(lock,
+                       [this] { return m_read > m_rendered || m_inputDone || m_outputBroken; });
+        if (m_outputBroken || m_read == m_rendered)
+            break;
+        const uint64_t frame = m_rendered;
+        lock.unlock();
+        uint8_t* data = slot(frame);
+        const bool ok = process(data, data);
+        lock.lock();
+        if (!ok) {
+            fail("rendering failed at frame " + std::to_string(frame + 1));
+            break;
+        }
+        ++m_rendered;
+        m_changed.notify_all();
+        if (progress)
+            progress->update(m_written);
+    }
+    m_renderDone = true;
+    m_changed.notify_all();
+}
+
+StreamResult FramePipeline::result() const
+{
+    StreamResult result;
+    result.ok = m_error.empty();
+    result.frames = m_written;
+    result.error = m_error;
+    return result;
+}
+
+constexpr int kPipeBufferSize = 1 << 20;
+
+// Larger pipe buffers move a frame in fewer, larger steps. Advice only: the
+// call fails harmlessly on anything but a pipe, or above the system's limit.
+void enlargePipe(int fd)
+{
+#ifdef F_SETPIPE_SZ
+    ::fcntl(fd, F_SETPIPE_SZ, kPipeBufferSize);
+#else
+    (void)fd;
+#endif
+}
+
+} // namespace
+
 StreamResult streamFrames(int inFd, int outFd, size_t frameSize, const FrameProcessor& process,
                           ProgressMeter* progress)
 {
-    StreamResult result;
-    auto fail = [&result](std::string text) {
-        result.ok = false;
-        result.error = std::move(text);
-        return result;
-    };
-    std::unique_ptr<uint8_t[]> frame(new (std::nothrow) uint8_t[frameSize]);
-    if (!frame)
-        return fail("cannot allocate a frame buffer of " + std::to_string(frameSize) + " bytes");
-    for (;;) {
-        const MappedFrame mapped(inFd, frameSize);
-        const uint8_t* source = mapped.data();
-        if (!source) {
-            const ssize_t got = readFully(inFd, frame.get(), frameSize);
-            if (got < 0)
-                return fail("read error after " + std::to_string(result.frames) +
-                            " frames: " + std::strerror(errno));
-            if (got == 0)
-                break;
-            if (size_t(got) < frameSize)
-                return fail("input ends with a truncated frame: " + std::to_string(got) +
-                            " bytes left over after " + std::to_string(result.frames) +
-                            " whole frames (a frame is " + std::to_string(frameSize) + " bytes)");
-            source = frame.get();
-        }
-        if (!process(source, frame.get()))
-            return fail("rendering failed at frame " + std::to_string(result.frames + 1));
-        if (!writeFully(outFd, frame.get(), frameSize)) {
-            if (errno == EPIPE)
-                return fail("output closed by the reader after " +
-                            std::to_string(result.frames) + " frames");
-            return fail("write error after " + std::to_string(result.frames) +
-                        " frames: " + std::strerror(errno));
-        }
-        ++result.frames;
-        if (progress)
-            progress->update(result.frames);
+    FramePipeline pipeline(inFd, outFd, frameSize);
+    if (!pipeline.allocate()) {
+        StreamResult failed;
+        failed.ok = false;
+        failed.error = "cannot allocate a frame buffer of " + std::to_string(frameSize) + " bytes";
+        return failed;
     }
-    return result;
+    enlargePipe(inFd);
+    enlargePipe(outFd);
+#ifdef POSIX_FADV_SEQUENTIAL
+    ::posix_fadvise(inFd, 0, 0, POSIX_FADV_SEQUENTIAL);  // read ahead further on files
+#endif
+    std::thread transfer;
+    try {
+        transfer = std::thread(&FramePipeline::transfer, &pipeline);
+    } catch (const std::system_error& e) {
+        StreamResult failed;
+        failed.ok = false;
+        failed.error = std::string("cannot start the input/output thread: ") + e.what();
+        return failed;
+    }
+    pipeline.render(process, progress);
+    transfer.join();
+    return pipeline.result();
 }
 
 } // namespace oxtool

@@ -1,6 +1,6 @@
 // Raw NV12/NV21 frames through descriptors: frame geometry, reads and writes
-// that survive short transfers on pipes, and the loop that streams a clip one
-// frame at a time through a single buffer.
+// that survive short transfers on pipes, and the pipeline that streams a clip
+// through a few frame buffers, reading and writing while it renders.
 #ifndef OXTOOL_FRAMESTREAM_H
 #define OXTOOL_FRAMESTREAM_H
 
@@ -60,16 +60,18 @@ struct StreamResult {
     std::string error;    // one line when !ok
 };
 
-// Renders one frame from src into dst (the same buffer when the frame was
-// read into it); false stops the stream.
+// Renders one frame from src into dst (the stream passes the same buffer as
+// both); false stops the stream.
 using FrameProcessor = std::function<bool(const uint8_t* src, uint8_t* dst)>;
 
-// Reads whole frames from inFd, processes each into one frame buffer and
-// writes it to outFd until the input ends. From a regular file a whole
-// frame is mapped instead of read, one frame at a time, which saves a copy
-// of every frame. A partial last frame is an error naming the bytes left
-// over; a reader that closes the output (EPIPE) stops the stream with an
-// error too. progress may be null.
+// Reads whole frames from inFd, processes each in place and writes it to
+// outFd until the input ends. A second thread reads the next frame and
+// writes the previous one while the calling thread processes the current
+// one, through a ring of three frame buffers whatever the clip length. A
+// partial last frame is an error naming the bytes left over; a reader that
+// closes the output (EPIPE) stops the stream with an error too. Frames
+// before a failure are written. progress (may be null) is updated by the
+// calling thread.
 StreamResult streamFrames(int inFd, int outFd, size_t frameSize, const FrameProcessor& process,
                           ProgressMeter* progress);
 

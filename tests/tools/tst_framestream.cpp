@@ -1,14 +1,16 @@
-// The frame streaming loop over real pipes (short reads, truncated tails, a
-// reader that goes away) and from a mapped file, the progress line and clip
-// differences.
+// The frame streaming pipeline over real pipes (short reads, truncated tails,
+// a reader that goes away, reading ahead) and from a file, the progress line
+// and clip differences.
 #include "tools/framediff.h"
 #include "tools/framestream.h"
 #include "tooltestsupport.h"
 
+#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <thread>
 #include <unistd.h>
 
@@ -85,8 +87,7 @@ const FrameProcessor invert = [](const uint8_t* src, uint8_t* dst) {
     return true;
 };
 
-// Streams a regular file from byte `skip` on (the mapped path) into another
-// file.
+// Streams a regular file from byte `skip` on into another file.
 Streamed streamFile(const std::string& input, off_t skip)
 {
     tooltest::ScratchDir dir;
@@ -125,7 +126,7 @@ TEST(FrameStream, StreamsWholeFramesThroughPipes)
                                 "frames (a frame is 48 bytes)");
     EXPECT_EQ(cut.output.size(), kFrame * 3);
 
-    // From a regular file, starting off a page boundary: the same frames, the
+    // From a regular file, starting at an odd offset: the same frames, the
     // same tail error.
     const std::string file = "12345" + input + pattern(17);
     const Streamed mapped = streamFile(file, 5);
@@ -145,6 +146,42 @@ TEST(FrameStream, StopsOnRenderFailureAndOnAClosedReader)
     const Streamed gone = streamThrough(pattern(kFrame * 2), invert, true);
     EXPECT_FALSE(gone.result.ok);
     EXPECT_EQ(gone.result.error, "output closed by the reader after 0 frames");
+}
+
+TEST(FrameStream, ReadsTheNextFrameWhileRenderingOne)
+{
+    // Three frames wait in the input pipe. While the second renders, the
+    // third must be read: the pipe empties. A stream that reads only between
+    // renders leaves it full until the timeout.
+    Pipe in, out;
+    const std::string input = pattern(kFrame * 3);
+    ASSERT_TRUE(writeFully(in.fds[1], reinterpret_cast<const uint8_t*>(input.data()), input.size()));
+    in.close(1);
+    bool readAhead = false;
+    int calls = 0;
+    const FrameProcessor watch = [&](const uint8_t* src, uint8_t* dst) {
+        const bool second = ++calls == 2;
+        for (int waited = 0; second && !readAhead && waited < 1000; ++waited) {
+            int pending = -1;
+            readAhead = ::ioctl(in.fds[0], FIONREAD, &pending) == 0 && pending == 0;
+            if (!readAhead)
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return invert(src, dst);
+    };
+    std::string output;
+    std::thread reader([&] {
+        char buffer[256];
+        ssize_t n;
+        while ((n = ::read(out.fds[0], buffer, sizeof buffer)) > 0)
+            output.append(buffer, size_t(n));
+    });
+    const StreamResult result = streamFrames(in.fds[0], out.fds[1], kFrame, watch, nullptr);
+    out.close(1);
+    reader.join();
+    EXPECT_TRUE(readAhead);
+    EXPECT_EQ(result.frames, 3u);
+    EXPECT_EQ(output, streamThrough(input, invert).output);
 }
 
 TEST(ProgressMeter, RedrawsAtMostOncePerIntervalAndEndsTheLine)
