@@ -3,6 +3,7 @@
 #include "tools/cubebake.h"
 #include "tools/cubefile.h"
 #include "tools/fileio.h"
+#include "tools/framebuffer.h"
 #include "tools/framediff.h"
 #include "tools/lutfile.h"
 #include "tools/lutsummary.h"
@@ -39,9 +40,10 @@ const char kUsage[] =
     "      Grades raw frames from IN (default standard input) to OUT (default\n"
     "      standard output). FILE may be a LUT file or a .cube file. Defaults:\n"
     "      nv12, bt601, limited, one thread per processor (--threads 0).\n"
-    "  bench --lut FILE --size WxH [--threads N] [--frames K]\n"
+    "  bench --lut FILE --size WxH [--threads N] [--frames K] [--input CLIP]\n"
     "        [--format ...] [--standard ...] [--range ...] [--grid N]\n"
-    "      Times the rendering of one frame against a memcpy of it.\n"
+    "      Times the rendering of one frame (a colour sweep, or the first frame\n"
+    "      of CLIP) against a memcpy of it.\n"
     "  diff --size WxH A B\n"
     "      Mean absolute difference, largest difference and PSNR between two\n"
     "      raw NV12/NV21 clips, for luma, chroma and both.\n"
@@ -420,39 +422,52 @@ int runBench(const std::vector<std::string>& args, const ToolContext& context)
     if (!renderer)
         return fail(context, error);
 
-    // A frame that sweeps the whole colour cube: luma ramps across, chroma
-    // ramps down and across.
     const FrameGeometry& g = options.render.geometry;
     const size_t size = g.frameSize();
-    std::unique_ptr<uint8_t[]> src(new (std::nothrow) uint8_t[size]);
-    std::unique_ptr<uint8_t[]> dst(new (std::nothrow) uint8_t[size]);
-    if (!src || !dst)
+    FrameBuffer src(size);
+    FrameBuffer dst(size);
+    if (!src.data() || !dst.data())
         return fail(context, "cannot allocate two frame buffers of " + std::to_string(size) +
                                  " bytes");
-    for (uint32_t y = 0; y < g.height; ++y)
-        for (uint32_t x = 0; x < g.width; ++x)
-            src[size_t(y) * g.width + x] = uint8_t((x * 255u) / g.width);
-    for (size_t y = 0; y < g.chromaRows(); ++y)
-        for (uint32_t x = 0; x < g.width; x += 2) {
-            uint8_t* pair = &src[g.lumaSize() + y * g.width + x];
-            pair[0] = uint8_t((y * 255u) / g.chromaRows());
-            pair[1] = uint8_t(255u - (x * 255u) / g.width);
-        }
+    if (!options.input.empty()) {
+        // The first frame of the user's clip.
+        Stream input;
+        if (!input.openRead(options.input, context.inFd, &error))
+            return fail(context, error);
+        const ssize_t got = readFully(input.fd(), src.data(), size);
+        if (got != ssize_t(size))
+            return fail(context, options.input + ": " +
+                                     (got < 0 ? std::string(std::strerror(errno))
+                                              : "shorter than one frame (" + std::to_string(got) +
+                                                    " of " + std::to_string(size) + " bytes)"));
+    } else {
+        // A frame that sweeps the whole colour cube: luma ramps across,
+        // chroma ramps down and across.
+        for (uint32_t y = 0; y < g.height; ++y)
+            for (uint32_t x = 0; x < g.width; ++x)
+                src.data()[size_t(y) * g.width + x] = uint8_t((x * 255u) / g.width);
+        for (size_t y = 0; y < g.chromaRows(); ++y)
+            for (uint32_t x = 0; x < g.width; x += 2) {
+                uint8_t* pair = &src.data()[g.lumaSize() + y * g.width + x];
+                pair[0] = uint8_t((y * 255u) / g.chromaRows());
+                pair[1] = uint8_t(255u - (x * 255u) / g.width);
+            }
+    }
 
-    if (!renderer->render(src.get(), dst.get()))
+    if (!renderer->render(src.data(), dst.data()))
         return fail(context, "rendering failed");
     const uint32_t frames = options.frames;
     const double renderStart = context.clock();
     for (uint32_t i = 0; i < frames; ++i) {
-        if (!renderer->render(src.get(), dst.get()))
+        if (!renderer->render(src.data(), dst.data()))
             return fail(context, "rendering failed at frame " + std::to_string(i + 1));
     }
     const double renderSeconds = context.clock() - renderStart;
     const double copyStart = context.clock();
     unsigned checksum = 0;
     for (uint32_t i = 0; i < frames; ++i) {
-        std::memcpy(dst.get(), src.get(), size);
-        checksum += dst[i % size];
+        std::memcpy(dst.data(), src.data(), size);
+        checksum += dst.data()[i % size];
     }
     const double copySeconds = context.clock() - copyStart;
     volatile unsigned keepCopies = checksum;  // the copies must not be optimised away

@@ -236,10 +236,13 @@ bool parseBenchOptions(const std::vector<std::string>& args, BenchOptions* optio
 {
     std::vector<std::string> known = kRenderOptions;
     known.push_back("--frames");
+    known.push_back("--input");
     ArgList list;
     if (!list.parse(args, known, error) || !parseRenderSettings(list, &options->render, error) ||
         !takePositionals(list, 0, 0, "", error))
         return false;
+    if (list.has("--input"))
+        options->input = list.value("--input");
     return !list.has("--frames") ||
            parseCount("--frames", list.value("--frames"), 1, 100000, &options->frames, error);
 }

@@ -56,6 +56,7 @@ struct ApplyOptions {
 struct BenchOptions {
     RenderSettings render;
     uint32_t frames = 30;
+    std::string input;  // a raw clip whose first frame is rendered; "" for a colour sweep
 };
 
 struct DiffOptions {

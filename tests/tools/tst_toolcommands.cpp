@@ -209,6 +209,13 @@ TEST(BenchCommand, ReportsRenderAndCopyTimes)
               "render: 62.500 ms/frame, 0.0 Mpixel/s\n"
               "memcpy: 62.500 ms/frame (3072 bytes)\n");
     EXPECT_EQ(h.opened.threads, 2u);
+
+    // --input renders the first frame of a clip, which must hold one.
+    tooltest::writeFile(dir.file("clip.nv12"), std::string(3071, 'a'));
+    Harness c;
+    EXPECT_EQ(c.run({"bench", "--lut", dir.file("look.cube"), "--size", "64x32", "--input",
+                     dir.file("clip.nv12")}), 1);
+    EXPECT_EQ(c.err.str(), "oxlut: " + dir.file("clip.nv12") + ": shorter than one frame (3071 of 3072 bytes)\n");
 }
 
 TEST(DiffCommand, PrintsPerPlaneFigures)
