@@ -151,11 +151,12 @@ void FramePipeline::fail(std::string text)
 bool FramePipeline::readFrame(uint64_t frame)
 {
     const ssize_t got = readFully(m_inFd, slot(frame), m_frameSize);
+    const int error = errno;
     std::lock_guard<std::mutex> hold(m_lock);
     if (got == ssize_t(m_frameSize))
         return true;
     if (got < 0)
-        fail("read error after " + std::to_string(frame) + " frames: " + std::strerror(errno));
+        fail("read error after " + std::to_string(frame) + " frames: " + std::strerror(error));
     else if (got > 0)
         fail("input ends with a truncated frame: " + std::to_string(got) +
              " bytes left over after " + std::to_string(frame) +
@@ -167,11 +168,12 @@ bool FramePipeline::writeFrame(uint64_t frame)
 {
     if (writeFully(m_outFd, slot(frame), m_frameSize))
         return true;
+    const int error = errno;
     std::lock_guard<std::mutex> hold(m_lock);
-    if (errno == EPIPE)
+    if (error == EPIPE)
         fail("output closed by the reader after " + std::to_string(frame) + " frames");
     else
-        fail("write error after " + std::to_string(frame) + " frames: " + std::strerror(errno));
+        fail("write error after " + std::to_string(frame) + " frames: " + std::strerror(error));
     return false;
 }
 

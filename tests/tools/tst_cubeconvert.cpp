@@ -225,6 +225,7 @@ TEST(CubeBake, OneDimensionalTable)
     ASSERT_EQ(convertText(text, &lut, 5), "");
     EXPECT_EQ(lut.levelCount(), 5u);
     EXPECT_EQ(lut.entry(2, 0, 4)[0], 64);  // 0.5 squared
+    EXPECT_EQ(convertText(text, &lut, 66), "a grid of 66 points per side is outside 2..65");
 }
 
 // A 1D shaper before a 3D table, and a 3D table with a domain of its own for

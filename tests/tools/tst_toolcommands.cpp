@@ -121,6 +121,8 @@ TEST(ApplyCommand, ReadsStandardInputAndReportsFailuresInOneLine)
               "oxlut: " + dir.file("none.lut") + ": cannot open: No such file or directory\n");
     EXPECT_EQ(failure({"apply", "--lut", lut, "--size", "6x5", dir.file("none.nv12"), "-"}),
               "oxlut: " + dir.file("none.nv12") + ": No such file or directory\n");
+    EXPECT_EQ(failure({"apply", "--lut", lut, "--grid", "9", "--size", "6x5", dir.file("in.nv12"), "-"}),
+              "oxlut: " + lut + ": --grid applies to .cube files only\n");
     EXPECT_EQ(failure({"apply", "--lut", lut, "--size", "6x5", dir.file("in.nv12"), dir.file("in.nv12")}),
               "oxlut: " + dir.file("in.nv12") + ": input and output are the same file\n");
     EXPECT_NE(tooltest::readFile(dir.file("in.nv12")).size(), 0u); // not truncated by opening it
