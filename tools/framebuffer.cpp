@@ -1,6 +1,5 @@
 #include "tools/framebuffer.h"
 
-#include <cstring>
 #include <sys/mman.h>
 
 namespace oxtool {
@@ -10,6 +9,8 @@ namespace {
 // The huge page size of x86-64 and of arm64 with 4 KiB pages; elsewhere the
 // advice is only a little wasted alignment.
 constexpr size_t kHugePage = size_t(2) << 20;
+// Touching one byte in every 4 KiB touches every page of any page size.
+constexpr size_t kSmallPage = 4096;
 
 size_t roundUp(size_t value, size_t step)
 {
@@ -38,7 +39,9 @@ FrameBuffer::FrameBuffer(size_t size)
 #endif
     }
     m_size = size;
-    std::memset(m_data, 0, size);
+    // Fault every page in now (the kernel hands them out zeroed).
+    for (size_t at = 0; at < size; at += kSmallPage)
+        m_data[at] = 0;
 }
 
 FrameBuffer::~FrameBuffer()
