@@ -11,6 +11,8 @@
 #include <mutex>
 #include <new>
 #include <ostream>
+#include <pthread.h>
+#include <sched.h>
 #include <system_error>
 #include <thread>
 #include <unistd.h>
@@ -84,10 +86,25 @@ void ProgressMeter::draw(uint64_t frames, double now)
 
 namespace {
 
-// Frames move through a ring of buffers: an input/output thread reads frame
-// k + 1 and writes frame k - 1 while the calling thread renders frame k in
-// place. Counters of frames read, rendered and written (written <= rendered
-// <= read <= written + slots) say which buffer is in which state.
+constexpr int kPipeBufferSize = 1 << 20;
+
+// Asks the scheduler not to let the calling thread, when it wakes, push the
+// renderer off its processor: moving frames can wait for a free processor or
+// the next time slice, rendering should not. Advice only.
+void preferNotToPreempt()
+{
+#ifdef SCHED_BATCH
+    const sched_param param{};
+    pthread_setschedparam(pthread_self(), SCHED_BATCH, &param);
+#endif
+}
+
+// Frames move through a ring of buffers: an input/output thread writes frame
+// k - 1 and reads frame k + 1 into its buffer while the calling thread
+// renders frame k in place. Counters of frames read, rendered and written
+// (written <= rendered <= read <= written + slots) say which buffer is in
+// which state. Two buffers keep both threads busy, since one thread does all
+// the transfers in turn; more would only cost memory.
 class FramePipeline {
 public:
     FramePipeline(int inFd, int outFd, size_t frameSize)
@@ -106,7 +123,7 @@ public:
     StreamResult result() const;
 
 private:
-    static constexpr size_t kSlots = 3;
+    static constexpr size_t kSlots = 2;
 
     uint8_t* slot(uint64_t frame) const { return m_buffers[frame % m_slotCount]->data(); }
     // Keeps the first failure; the caller holds the lock.
@@ -179,35 +196,36 @@ bool FramePipeline::writeFrame(uint64_t frame)
 
 void FramePipeline::transfer()
 {
+    preferNotToPreempt();
     std::unique_lock<std::mutex> lock(m_lock);
     for (;;) {
         // Writing first hands finished frames on at once and frees buffers.
-        if (!m_outputBroken && m_written < m_rendered) {
-            const uint64_t frame = m_written;
-            lock.unlock();
-            const bool ok = writeFrame(frame);
-            lock.lock();
-            if (ok)
-                ++m_written;
-            m_outputBroken = !ok;
-        } else if (!m_inputDone && !m_renderDone && m_read - m_written < m_slotCount) {
-            const uint64_t frame = m_read;
-            lock.unlock();
-            const bool ok = readFrame(frame);
-            lock.lock();
-            if (ok)
-                ++m_read;
-            m_inputDone = !ok;
-        } else if (m_renderDone) {
-            return;  // every frame rendered is written, or the output is gone
-        } else {
+        const bool write = !m_outputBroken && m_written < m_rendered;
+        if (!write && (m_inputDone || m_renderDone || m_read - m_written >= m_slotCount)) {
+            if (m_renderDone)
+                return;  // every frame rendered is written, or the output is gone
             m_changed.wait(lock);
             continue;
         }
-        m_changed.notify_all();
+        const uint64_t frame = write ? m_written : m_read;
+        lock.unlock();
+        const bool ok = write ? writeFrame(frame) : readFrame(frame);
+        lock.lock();
+        if (write) {
+            m_written += ok ? 1 : 0;
+            m_outputBroken = !ok;
+        } else {
+            m_read += ok ? 1 : 0;
+            m_inputDone = !ok;
+        }
+        // The renderer waits only for a frame to read or for the end.
+        if (!write || !ok) {
+            lock.unlock();
+            m_changed.notify_all();
+            lock.lock();
+        }
     }
 }
-
 void FramePipeline::render(const FrameProcessor& process, ProgressMeter* progress)
 {
     std::unique_lock<std::mutex> lock(m_lock);
@@ -226,14 +244,17 @@ void FramePipeline::render(const FrameProcessor& process, ProgressMeter* progres
             break;
         }
         ++m_rendered;
+        const uint64_t written = m_written;
+        lock.unlock();
         m_changed.notify_all();
         if (progress)
-            progress->update(m_written);
+            progress->update(written);
+        lock.lock();
     }
     m_renderDone = true;
+    lock.unlock();
     m_changed.notify_all();
 }
-
 StreamResult FramePipeline::result() const
 {
     StreamResult result;
@@ -242,8 +263,6 @@ StreamResult FramePipeline::result() const
     result.error = m_error;
     return result;
 }
-
-constexpr int kPipeBufferSize = 1 << 20;
 
 // Larger pipe buffers move a frame in fewer, larger steps. Advice only: the
 // call fails harmlessly on anything but a pipe, or above the system's limit.

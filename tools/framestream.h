@@ -65,9 +65,9 @@ struct StreamResult {
 using FrameProcessor = std::function<bool(const uint8_t* src, uint8_t* dst)>;
 
 // Reads whole frames from inFd, processes each in place and writes it to
-// outFd until the input ends. A second thread reads the next frame and
-// writes the previous one while the calling thread processes the current
-// one, through a ring of three frame buffers whatever the clip length. A
+// outFd until the input ends. A second thread writes the previous frame and
+// reads the next one while the calling thread processes the current one,
+// through two frame buffers whatever the clip length. A
 // partial last frame is an error naming the bytes left over; a reader that
 // closes the output (EPIPE) stops the stream with an error too. Frames
 // before a failure are written. progress (may be null) is updated by the
