@@ -87,16 +87,15 @@ bool renderWithLibrary(const CubeLut& cube, bool full, const Frame& in, Frame* o
 {
     LutFile lut;
     std::string error;
-    char path[] = "/tmp/lut-accuracy-XXXXXX";
-    const int fd = ::mkstemp(path);
-    if (fd < 0 || !lutFromCube(cube, 0, &lut, &error) ||
-        !writeFileAtomically(path, encodeLut(lut), &error)) {
+    const char* tmp = std::getenv("TMPDIR");
+    const std::string path = std::string(tmp && *tmp ? tmp : "/tmp") + "/lut-accuracy-" +
+                             std::to_string(::getpid()) + ".lut";
+    if (!lutFromCube(cube, 0, &lut, &error) || !writeFileAtomically(path, encodeLut(lut), &error)) {
         std::fprintf(stderr, "lut_accuracy: cannot write the table: %s\n", error.c_str());
         return false;
     }
-    ::close(fd);
-    Lut3DTable* table = OxcLut3DLoadTableFromFile(path);
-    ::unlink(path);
+    Lut3DTable* table = OxcLut3DLoadTableFromFile(path.c_str());
+    ::unlink(path.c_str());
     Lut3DEffect* effect = OxcLut3DCreateEffect(1);
     *out = in;
     const int32_t stride = int32_t(in.width);
