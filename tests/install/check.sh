@@ -22,6 +22,12 @@ fail() { echo "install check ($build): $*" >&2; exit 1; }
 libdir=$(cached CMAKE_INSTALL_LIBDIR)
 config=$(cached CMAKE_BUILD_TYPE | tr '[:upper:]' '[:lower:]')
 toolchain=$(cached CMAKE_TOOLCHAIN_FILE)
+# A relative toolchain path is kept as given when a build directory was
+# configured with it before CMake stored it resolved: resolve it as CMake does.
+case $toolchain in
+'' | /*) ;;
+*) if [ -f "$build/$toolchain" ]; then toolchain=$build/$toolchain; else toolchain=$(cached CMAKE_HOME_DIRECTORY)/$toolchain; fi ;;
+esac
 version=$(sed -n 's/^#define OXC_LUT_VERSION_[A-Z]* \([0-9]*\)$/\1/p' "$src/lut/oxlut3d.h" | paste -sd.)
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/oxlut-install.XXXXXX")
