@@ -3,6 +3,7 @@
 #include "tools/fileio.h"
 
 #include <cerrno>
+#include <cfloat>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -46,7 +47,8 @@ bool parseFloat(std::string_view word, float* value)
     char* end = nullptr;
     errno = 0;
     const double v = std::strtod(copy.c_str(), &end);
-    if (end != copy.c_str() + copy.size() || errno == ERANGE || !std::isfinite(v))
+    // Numbers a float cannot hold are refused rather than made infinite.
+    if (end != copy.c_str() + copy.size() || errno == ERANGE || !(std::fabs(v) <= FLT_MAX))
         return false;
     *value = float(v);
     return true;

@@ -161,6 +161,7 @@ TEST(CubeConvert, ErrorsNameTheLine)
         {"LUT_3D_SIZE 2\n" + entries(3) + "0.1 0.2\n", "line 5: expected three numbers, found '0.1 0.2'"},
         {"LUT_3D_SIZE 2\n0.1 0.2 zero\n", "line 2: expected three numbers"},
         {"LUT_3D_SIZE 2\n0.1 0.2 0.3 0.4\n", "line 2: expected three numbers"},
+        {"LUT_3D_SIZE 2\n0.1 1e39 0.3\n", "line 2: expected three numbers"}, // beyond a float
         {"LUT_3D_SIZE 2\n" + entries(8) + "\n0 0 0\n",
          "line 11: more than the 8 entries of a 3D table of 2 points per side"},
         {"LUT_1D_SIZE 3\nLUT_3D_SIZE 2\n" + entries(7),
