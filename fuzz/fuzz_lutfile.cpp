@@ -75,12 +75,7 @@ void checkTable(const Lut3DTable* table, const LutFileData& file, uint32_t seed)
     src.randomize(rng);
     Effect reference;
     lutRenderRowsWith(reference.setUp(table, src, expected, 0, 1, 0), 0, 3, lutRowPairReference);
-    std::vector<LutRowPairKernel> kernels = {lutRowPairNeon};
-#if LUT_HAVE_AVX2_KERNEL
-    if (lutAvx2Supported())
-        kernels.push_back(lutRowPairAvx2);
-#endif
-    for (LutRowPairKernel kernel : kernels) {
+    for (LutRowPairKernel kernel : oxfuzz::vectorKernels()) {
         Frame got(37, 3, 0, 0);
         Effect effect;
         lutRenderRowsWith(effect.setUp(table, src, got, 0, 1, 0), 0, 3, kernel);

@@ -130,12 +130,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     Frame expected = referenceFrame(table.get(), src, srcUp[0], srcUp[1], format, standard, range,
                                     lutRowPairReference);
     // Every vector kernel through the row walk on this thread.
-    std::vector<LutRowPairKernel> kernels = {lutRowPairNeon};
-#if LUT_HAVE_AVX2_KERNEL
-    if (lutAvx2Supported())
-        kernels.push_back(lutRowPairAvx2);
-#endif
-    for (LutRowPairKernel kernel : kernels) {
+    for (LutRowPairKernel kernel : oxfuzz::vectorKernels()) {
         Frame got = referenceFrame(table.get(), src, srcUp[0], srcUp[1], format, standard, range, kernel);
         OXFUZZ_CHECK(got.samePixels(expected));
     }

@@ -6,12 +6,14 @@
 #define FUZZSUPPORT_H
 
 #include "core/log/oxlogsink.h"
+#include "lut/kernels/lutkernel.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 namespace oxfuzz {
 
@@ -75,6 +77,17 @@ struct QuietLog {
     static void swallow(void*, uint32_t, const char*) { ++lines(); }
     QuietLog() { OxLogSetHook(&QuietLog::swallow, nullptr); }
 };
+
+// Every vector kernel this processor runs, to compare with the reference.
+inline std::vector<LutRowPairKernel> vectorKernels()
+{
+    std::vector<LutRowPairKernel> kernels = {lutRowPairNeon};
+#if LUT_HAVE_AVX2_KERNEL
+    if (lutAvx2Supported())
+        kernels.push_back(lutRowPairAvx2);
+#endif
+    return kernels;
+}
 
 [[noreturn]] inline void fail(const char* what, const char* file, int line)
 {

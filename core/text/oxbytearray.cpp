@@ -66,15 +66,9 @@ int findBytes(const char* hay, int hlen, int from, const char* needle, int nlen)
 
 int findLastBytes(const char* hay, int hlen, int from, const char* needle, int nlen)
 {
+    from = OxLastSearchStart(hlen, nlen, from);
     if (from < 0)
-        from += hlen;
-    if (from > hlen)
-        from = hlen;
-    const int delta = hlen - nlen;
-    if (from < 0 || delta < 0)
         return -1;
-    if (from > delta)
-        from = delta;
     for (int i = from; i >= 0; --i) {
         if (std::memcmp(hay + i, needle, size_t(nlen)) == 0)
             return i;

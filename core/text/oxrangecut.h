@@ -1,5 +1,6 @@
 // Range clamping shared by mid/left/right of the string and the byte array
-// (and by the string-view helpers). Internal to the library.
+// (and by the string-view helpers), and the start of their backward
+// searches. Internal to the library.
 #ifndef OXRANGECUT_H
 #define OXRANGECUT_H
 
@@ -33,6 +34,21 @@ inline OxCut OxCutRange(int total, int* position, int* length)
     if (pos == 0 && len == total)
         return OxCut::Full;
     return len > 0 ? OxCut::Subset : OxCut::Empty;
+}
+
+// Where a backward search for a needle of nlen in a haystack of hlen starts:
+// `from` counts from the end when negative, and the needle must fit at the
+// start. -1 when it cannot fit anywhere at or before from.
+inline int OxLastSearchStart(int hlen, int nlen, int from)
+{
+    if (from < 0)
+        from += hlen;
+    if (from > hlen)
+        from = hlen;
+    const int delta = hlen - nlen;
+    if (from < 0 || delta < 0)
+        return -1;
+    return from > delta ? delta : from;
 }
 
 #endif // OXRANGECUT_H

@@ -2,6 +2,7 @@
 #include "core/text/oxstring.h"
 
 #include "core/oxneon.h"
+#include "core/text/oxrangecut.h"
 #include "core/text/oxstring_p.h"
 #include "core/text/oxstringref.h"
 
@@ -152,15 +153,9 @@ int findLastUnits(const ushort* hay, int hlen, int from, const ushort* needle, i
         hlen = 0;
     if (!needle || nlen < 0)
         nlen = 0;
+    from = OxLastSearchStart(hlen, nlen, from);
     if (from < 0)
-        from += hlen;
-    if (from > hlen)
-        from = hlen;
-    const int delta = hlen - nlen;
-    if (from < 0 || delta < 0)
         return -1;
-    if (from > delta)
-        from = delta;
     for (int i = from; i >= 0; --i) {
         if (windowMatches(hay + i, needle, nlen, cs))
             return i;
