@@ -66,9 +66,9 @@ void fillNeonCorners(uint8_t* corners, const uint8_t* cells, uint32_t n, uint32_
                 for (uint32_t corner = 0; corner < 8; ++corner) {
                     const uint32_t dr = corner >> 2, m = corner & 3, dg = m & 1, db = m >> 1;
                     const uint8_t* value = cell + dr * planeStride + dg * rowStride + db * 4;
-                    corners[8 * dr + m] = value[0];
-                    corners[8 * dr + 4 + m] = value[1];
-                    corners[16 + 2 * m + dr] = value[2];
+                    corners[2 * m + dr] = value[2];
+                    corners[8 + 8 * dr + m] = value[0];
+                    corners[12 + 8 * dr + m] = value[1];
                 }
             }
         }
@@ -86,10 +86,12 @@ void fillNeonPositions(LutNeonPositions* positions, uint32_t n, Rule rule)
         rule(v, &index, &fraction);
         for (uint32_t c = 0; c < 3; ++c)
             positions->offset[c][v] = index * stride[c];
-        for (uint32_t i = 0; i < 8; ++i) {
-            positions->red[v][i] = uint8_t(128 - fraction);
-            positions->red[v][8 + i] = uint8_t(fraction);
-            positions->pair[v][i] = uint8_t(i & 1 ? fraction : 128 - fraction);
+        for (uint32_t i = 0; i < 16; ++i) {
+            const uint8_t pair = uint8_t(i & 1 ? fraction : 128 - fraction);
+            positions->red[v][i] = i < 8 ? pair : uint8_t(i & 1 ? fraction : 0);
+            positions->pairTwice[v][i] = pair;
+            if (i < 8)
+                positions->pair[v][i] = pair;
         }
     }
 }

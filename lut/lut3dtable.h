@@ -28,27 +28,30 @@ struct LutLevelIndex {
 static_assert(sizeof(LutLevelIndex) == 512, "LutLevelIndex is 512 bytes");
 
 // Where 8-bit values fall in the grid, as the NEON kernel reads it: for each
-// value v,
+// value v, with f its fraction (1/128),
 //   offset[c][v]: v's lower grid index times the point stride of channel c's
 //     axis (24 * N * N, 24 * N, 24 bytes), so that a pixel's three offsets add
 //     up to the byte offset of its point in LutNeonLayout::corners;
-//   red[v]: 128 - f eight times, then f eight times (f: v's fraction, 1/128);
-//   pair[v]: the pair (128 - f, f) four times.
+//   red[v]: the pair (128 - f, f) four times, then f << 8 in four 16-bit
+//     lanes (the multiplier of the difference form, see the kernel);
+//   pair[v]: the pair (128 - f, f) four times;
+//   pairTwice[v]: the pair eight times.
 struct LutNeonPositions {
     uint32_t offset[3][256];
     uint8_t red[256][16];
     uint8_t pair[256][8];
+    uint8_t pairTwice[256][16];
 };
 
 // The NEON kernel's view of a table, 64-byte aligned: positions by the level
 // scale (uniform tables) and by the per-value map, and the corners: 24 bytes
 // for each grid point (r, g, b), all three below N, at 24 * ((r * N + g) * N
-// + b), the 8 corner cells of the point's cube. Corner (dr, dg, db) of channel
-// c is at byte 8 * dr + 4 * c + m for channels 0 and 1 and at byte
-// 16 + 2 * m + dr for channel 2, with m = dg + 2 * db: one 16-byte load
-// brings both red neighbours of channels 0 and 1, an 8-byte load those of
-// channel 2, side by side. Corners beyond the grid (a lower index of N - 1,
-// read with weight 0) are 0. 842 KiB for N = 33.
+// + b), the 8 corner cells of the point's cube. With m = dg + 2 * db, corner
+// (dr, dg, db) of channel 2 is at byte 2 * m + dr and that of channel c = 0,
+// 1 at byte 8 + 8 * dr + 4 * c + m: a 16-byte load at the point brings channel
+// 2 and the lower red neighbours of channels 0 and 1, one 8 bytes further on
+// both red neighbours of channels 0 and 1. Corners beyond the grid (a lower
+// index of N - 1, read with weight 0) are 0. 842 KiB for N = 33.
 struct LutNeonLayout {
     LutNeonPositions byScale;
     LutNeonPositions byMap;

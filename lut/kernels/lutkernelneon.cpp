@@ -158,48 +158,50 @@ void rowPairToRgb(const ToRgbConstants& k, bool nv21, const uint8_t* srcA, const
 //
 // Blocks of 8 pixels, from the table's NEON layout (lut3dtable.h). A pixel's
 // R, G and B values pick three offsets whose sum locates its grid point, and
-// its weights for the three stages, already repeated as the stages multiply
-// them; two loads bring its 24 corner bytes (channels 0 and 1 in 16, channel
-// 2 in 8). Every stage is a widening multiply of 8 lanes by the weights:
-//   red: corners dr = 0 times 128 - fR plus corners dr = 1 times fR, lane by
-//        lane (a multiply and a multiply-accumulate of vector halves), for
-//        channel 2 added pairwise like the next stages;
-//   green and blue: the stage before leaves the two values of each step
-//        side by side, so their products are added pairwise.
-// Each sum is at most 255 * 128 and is narrowed by 7, as the reference's
-// (high * f + low * (128 - f)) >> 7. Nothing goes through the stack and no
-// byte transposition is needed: the lanes hold (pixel, channel, corner)
-// until the last stage leaves one value per pixel and channel.
+// its weights for the three stages; two 16-byte loads bring its 24 corner
+// bytes. Each stage computes the reference's (low * (128 - f) + high * f) >> 7
+// in one of two exactly equal forms:
+//   red, channels 0 and 1, one pixel per vector: the difference form
+//        low + floor((high - low) * f / 128), the floor being a doubling
+//        multiply high by f << 8 (|high - low| <= 255 and f << 8 <= 32512,
+//        so it never saturates), with one weight for all lanes;
+//   the rest: the two values of each step side by side, both multiplied by
+//        their weights and the products added pairwise; channel 2 of the red
+//        stage, and green and blue.
+// Each pairwise sum is at most 255 * 128 and is narrowed by 7. Nothing goes
+// through the stack and no byte transposition is needed: the lanes hold
+// (pixel, channel, corner) until the last stage leaves one value per pixel
+// and channel.
 
 struct TableView {
-    const uint8_t* corners;            // channels 0 and 1 of each point
-    const uint8_t* corners2;           // channel 2 of each point: corners + 16
+    const uint8_t* corners;            // 24 bytes per grid point
     const LutNeonPositions* positions; // by scale or by map
 };
 
 // What the lookup of one pixel reads.
 struct Cell {
-    uint8x16_t corners; // channels 0 and 1: [dr = 0 | dr = 1], corners m = dg + 2 * db
-    uint8x8_t corners2; // channel 2: (dr = 0, dr = 1) for each corner m
-    uint8x16_t red;     // [128 - fR x8 | fR x8]
-    uint8x8_t redPair;  // (128 - fR, fR) x4
-    uint8x8_t green;    // (128 - fG, fG) x4
-    uint8x8_t blue;     // (128 - fB, fB) x4
+    uint8x16_t low;       // [channel 2: (dr = 0, dr = 1) per corner m | channels 0, 1, dr = 0]
+    uint8x16_t high;      // channels 0 and 1: [dr = 0 | dr = 1], corners m = dg + 2 * db
+    uint8x16_t red;       // [(128 - fR, fR) x4 | fR << 8 x4 (16-bit)]
+    uint8x8_t green;      // (128 - fG, fG) x4
+    uint8x16_t greenWide; // (128 - fG, fG) x8, read for odd pixels only
+    uint8x8_t blue;       // (128 - fB, fB) x4
 };
 
 LUT_INLINE Cell lookUp(const TableView& t, uint32_t r, uint32_t g, uint32_t b)
 {
     const LutNeonPositions& p = *t.positions;
-    const uint32_t point = p.offset[0][r] + p.offset[1][g] + p.offset[2][b];
-    return {vld1q_u8(t.corners + point), vld1_u8(t.corners2 + point), vld1q_u8(p.red[r]),
-            vld1_u8(p.pair[r]),          vld1_u8(p.pair[g]),          vld1_u8(p.pair[b])};
+    const uint8_t* point = t.corners + (p.offset[0][r] + p.offset[1][g] + p.offset[2][b]);
+    return {vld1q_u8(point), vld1q_u8(point + 8), vld1q_u8(p.red[r]), vld1_u8(p.pair[g]), vld1q_u8(p.pairTwice[g]),
+            vld1_u8(p.pair[b])};
 }
 
-// (low * w + high * w') >> 7 lane by lane, for [low | high] and [w | w'].
-LUT_INLINE uint8x8_t lerpHalves(uint8x16_t values, uint8x16_t weights)
+// Channels 0 and 1 of one pixel along red, in 16-bit lanes [c0 m0..m3, c1 m0..m3].
+LUT_INLINE uint16x8_t lerpRed(const Cell& c)
 {
-    return narrowShift<7>(mulAddWide(mulWide(vget_low_u8(values), vget_low_u8(weights)), vget_high_u8(values),
-                                     vget_high_u8(weights)));
+    const int16x8_t step = vreinterpretq_s16_u16(subWideHigh(c.high, c.low));
+    const int16x8_t scaled = mulHighDoubledLane<4>(step, vreinterpretq_s16_u8(c.red));
+    return addWidened(vreinterpretq_u16_s16(scaled), vget_low_u8(c.high));
 }
 
 // (low * w + high * w') >> 7 for the neighbouring pairs of a and then of b,
@@ -207,6 +209,13 @@ LUT_INLINE uint8x8_t lerpHalves(uint8x16_t values, uint8x16_t weights)
 LUT_INLINE uint8x8_t lerpPairs(uint8x8_t a, uint8x8_t wa, uint8x8_t b, uint8x8_t wb)
 {
     return narrowShift<7>(pairwiseAdd(mulWide(a, wa), mulWide(b, wb)));
+}
+
+// The same for the halves of ab, with the weights of the second half in the
+// second half of wb.
+LUT_INLINE uint8x8_t lerpPairsHalves(uint8x16_t ab, uint8x8_t wa, uint8x16_t wb)
+{
+    return narrowShift<7>(pairwiseAdd(mulWide(vget_low_u8(ab), wa), mulWideHigh(ab, wb)));
 }
 
 // The first halves of two vectors: [a0..a3, b0..b3].
@@ -234,16 +243,16 @@ LUT_INLINE uint8x8x3_t mapBlock(const TableView& t, const uint8_t* rgb)
     for (uint32_t p = 0; p < 8; ++p)
         cell[p] = lookUp(t, (r >> 8 * p) & 255, (g >> 8 * p) & 255, (b >> 8 * p) & 255);
 
-    // Along red: channels 0 and 1 per pixel, [c0 m0..m3, c1 m0..m3]; channel
-    // 2 per pixel pair, [p m0..m3, q m0..m3].
-    uint8x8_t red01[8], red2[4];
-#pragma GCC unroll 8
-    for (int p = 0; p < 8; ++p)
-        red01[p] = lerpHalves(cell[p].corners, cell[p].red);
+    // Along red: channels 0 and 1 per pixel pair, the low bytes of the 16-bit
+    // results [p: c0 m0..m3, c1 m0..m3 | q: ...]; channel 2 per pixel pair,
+    // [p m0..m3, q m0..m3].
+    uint8x16_t red01[4];
+    uint8x8_t red2[4];
 #pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
         const Cell &p = cell[2 * k], &q = cell[2 * k + 1];
-        red2[k] = lerpPairs(p.corners2, p.redPair, q.corners2, q.redPair);
+        red01[k] = vuzp1q_u8(vreinterpretq_u8_u16(lerpRed(p)), vreinterpretq_u8_u16(lerpRed(q)));
+        red2[k] = lerpPairs(vget_low_u8(p.low), vget_low_u8(p.red), vget_low_u8(q.low), vget_low_u8(q.red));
     }
 
     // Along green, the pairs (dg = 0, 1): channels 0 and 1 per pixel pair,
@@ -253,7 +262,7 @@ LUT_INLINE uint8x8x3_t mapBlock(const TableView& t, const uint8_t* rgb)
 #pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
         const Cell &p = cell[2 * k], &q = cell[2 * k + 1];
-        green01[k] = lerpPairs(red01[2 * k], p.green, red01[2 * k + 1], q.green);
+        green01[k] = lerpPairsHalves(red01[k], p.green, q.greenWide);
         blue[k] = firstHalves(p.blue, q.blue); // [p (128 - fB, fB) x2 | q ...]
     }
 #pragma GCC unroll 2
@@ -263,15 +272,16 @@ LUT_INLINE uint8x8x3_t mapBlock(const TableView& t, const uint8_t* rgb)
                               firstHalves(c[2].green, c[3].green));
     }
 
-    // Along blue, the pairs (db = 0, 1): channels 0 and 1 per four pixels,
-    // [c0, c1] for each, and channel 2 of all 8 pixels.
-    uint8x8_t out01[2];
+    // Along blue, the pairs (db = 0, 1): the sums of channels 0 and 1 per
+    // four pixels, [c0, c1] for each, are unzipped before they are narrowed;
+    // then channel 2 of all 8 pixels.
+    uint16x8_t sums01[2];
 #pragma GCC unroll 2
     for (int h = 0; h < 2; ++h)
-        out01[h] = lerpPairs(green01[2 * h], blue[2 * h], green01[2 * h + 1], blue[2 * h + 1]);
+        sums01[h] = pairwiseAdd(mulWide(green01[2 * h], blue[2 * h]), mulWide(green01[2 * h + 1], blue[2 * h + 1]));
     uint8x8x3_t out;
-    out.val[0] = vuzp1_u8(out01[0], out01[1]);
-    out.val[1] = vuzp2_u8(out01[0], out01[1]);
+    out.val[0] = narrowShift<7>(vuzp1q_u16(sums01[0], sums01[1]));
+    out.val[1] = narrowShift<7>(vuzp2q_u16(sums01[0], sums01[1]));
     out.val[2] = lerpPairs(green2[0], evenPairs(blue[0], blue[1]), green2[1], evenPairs(blue[2], blue[3]));
     return out;
 }
@@ -395,8 +405,7 @@ void lutRowPairNeon(const Lut3DEffect* effect, const uint8_t* srcA, const uint8_
         lutRowPairReference(effect, srcA, srcB, srcUV, dstA, dstB, dstUV, nv21);
         return;
     }
-    const TableView view = {table.neon->corners, table.neon->corners + 16,
-                            table.uniform ? &table.neon->byScale : &table.neon->byMap};
+    const TableView view = {table.neon->corners, table.uniform ? &table.neon->byScale : &table.neon->byMap};
 
     alignas(64) uint8_t scratch[2 * kScratchStride];
     uint8_t* rgbA = scratch;

@@ -156,7 +156,9 @@ LUT_INLINE uint8x8_t narrowShift(uint16x8_t a)
 
 #endif
 
-// vmull_u8, vmlal_u8, vaddl_u8, vsubl_u8
+// vmull_u8, vmlal_u8, vaddl_u8, vsubl_u8, their forms on high halves
+// (vmull_high_u8, vsubl_high_u8), vaddw_u8, and vqdmulhq_laneq_s16 (see
+// mulHighDoubled)
 #if defined(SIMDE_X86_SSE4_1_NATIVE)
 LUT_INLINE uint16x8_t mulWide(uint8x8_t a, uint8x8_t b)
 {
@@ -174,6 +176,23 @@ LUT_INLINE uint16x8_t subWide(uint8x8_t a, uint8x8_t b)
 {
     return vsubq_u16(widen(a), widen(b));
 }
+LUT_INLINE uint16x8_t mulWideHigh(uint8x16_t a, uint8x16_t b)
+{
+    return mulWide(vget_high_u8(a), vget_high_u8(b));
+}
+LUT_INLINE uint16x8_t subWideHigh(uint8x16_t a, uint8x16_t b)
+{
+    return subWide(vget_high_u8(a), vget_high_u8(b));
+}
+LUT_INLINE uint16x8_t addWidened(uint16x8_t a, uint8x8_t b)
+{
+    return vaddq_u16(a, widen(b));
+}
+template <int lane>
+LUT_INLINE int16x8_t mulHighDoubledLane(int16x8_t a, int16x8_t b)
+{
+    return mulHighDoubled(a, vdupq_laneq_s16(b, lane));
+}
 #else
 LUT_INLINE uint16x8_t mulWide(uint8x8_t a, uint8x8_t b)
 {
@@ -190,6 +209,23 @@ LUT_INLINE uint16x8_t addWide(uint8x8_t a, uint8x8_t b)
 LUT_INLINE uint16x8_t subWide(uint8x8_t a, uint8x8_t b)
 {
     return vsubl_u8(a, b);
+}
+LUT_INLINE uint16x8_t mulWideHigh(uint8x16_t a, uint8x16_t b)
+{
+    return vmull_high_u8(a, b);
+}
+LUT_INLINE uint16x8_t subWideHigh(uint8x16_t a, uint8x16_t b)
+{
+    return vsubl_high_u8(a, b);
+}
+LUT_INLINE uint16x8_t addWidened(uint16x8_t a, uint8x8_t b)
+{
+    return vaddw_u8(a, b);
+}
+template <int lane>
+LUT_INLINE int16x8_t mulHighDoubledLane(int16x8_t a, int16x8_t b)
+{
+    return vqdmulhq_laneq_s16(a, b, lane);
 }
 #endif
 
