@@ -60,21 +60,21 @@ LUT_INLINE void storeBlock(uint8_t* rgb, uint8x8_t r, uint8x8_t g, uint8x8_t b)
 
 // ---- Pass 1: luma and chroma to RGB ----
 
-// Pass 1 constants, loaded from the lane-replicated record.
+// Pass 1 constants. The gains share one vector, a gain per lane, and are
+// applied by lane: a multiply by element needs no replicated register and
+// costs no more than one by a vector.
 struct ToRgbConstants {
     uint8x8_t lumaOffset, chromaOffset;
-    int16x8_t lumaGain, vToR, uToG, vToG, uToB;
+    int16x8_t gains; // lumaGain, vToR, uToG, vToG, uToB, 0, 0, 0
 };
+
+enum ToRgbGain { kLumaGain, kVToR, kUToG, kVToG, kUToB };
 
 ToRgbConstants toRgbConstants(const LutColorCoefficients& k)
 {
-    return {vld1_u8(k.lumaOffset),
-            vld1_u8(k.chromaOffset),
-            vreinterpretq_s16_u16(vld1q_u16(k.lumaGain)),
-            vreinterpretq_s16_u16(vld1q_u16(k.vToR)),
-            vreinterpretq_s16_u16(vld1q_u16(k.uToG)),
-            vreinterpretq_s16_u16(vld1q_u16(k.vToG)),
-            vreinterpretq_s16_u16(vld1q_u16(k.uToB))};
+    const int16_t gains[8] = {int16_t(k.lumaGain[0]), int16_t(k.vToR[0]), int16_t(k.uToG[0]), int16_t(k.vToG[0]),
+                              int16_t(k.uToB[0]), 0, 0, 0};
+    return {vld1_u8(k.lumaOffset), vld1_u8(k.chromaOffset), vld1q_s16(gains)};
 }
 
 // (value - offset) << 4 as signed 16 bits, ready for the doubling multiply
@@ -88,7 +88,7 @@ LUT_INLINE int16x8_t centred(uint8x8_t value, uint8x8_t offset)
 LUT_INLINE void lumaToRgb(const ToRgbConstants& k, uint8x8_t y, int16x8_t rt, int16x8_t gt, int16x8_t bt,
                           uint8_t* rgb)
 {
-    const int16x8_t yt = mulHighDoubled(centred(y, k.lumaOffset), k.lumaGain);
+    const int16x8_t yt = mulHighDoubledLane<kLumaGain>(centred(y, k.lumaOffset), k.gains);
     storeBlock(rgb, narrowRoundUnsigned<2>(vaddq_s16(yt, rt)), narrowRoundUnsigned<2>(vsubq_s16(yt, gt)),
                narrowRoundUnsigned<2>(vaddq_s16(yt, bt)));
 }
@@ -102,9 +102,9 @@ LUT_INLINE void blockToRgb(const ToRgbConstants& k, uint8x8_t yA, uint8x8_t yB, 
     const uint8x8x2_t split = vtrn_u8(uv, uv);
     const int16x8_t u = centred(split.val[kNv21 ? 1 : 0], k.chromaOffset);
     const int16x8_t v = centred(split.val[kNv21 ? 0 : 1], k.chromaOffset);
-    const int16x8_t rt = mulHighDoubled(v, k.vToR);
-    const int16x8_t gt = vaddq_s16(mulHighDoubled(v, k.vToG), mulHighDoubled(u, k.uToG));
-    const int16x8_t bt = mulHighDoubled(u, k.uToB);
+    const int16x8_t rt = mulHighDoubledLane<kVToR>(v, k.gains);
+    const int16x8_t gt = vaddq_s16(mulHighDoubledLane<kVToG>(v, k.gains), mulHighDoubledLane<kUToG>(u, k.gains));
+    const int16x8_t bt = mulHighDoubledLane<kUToB>(u, k.gains);
     lumaToRgb(k, yA, rt, gt, bt, rgbA);
     lumaToRgb(k, yB, rt, gt, bt, rgbB);
 }
