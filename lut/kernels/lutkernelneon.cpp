@@ -200,7 +200,7 @@ LUT_INLINE Cell lookUp(const TableView& t, uint32_t r, uint32_t g, uint32_t b)
 LUT_INLINE uint16x8_t lerpRed(const Cell& c)
 {
     const int16x8_t step = vreinterpretq_s16_u16(subWideHigh(c.high, c.low));
-    const int16x8_t scaled = mulHighDoubledLane<4>(step, vreinterpretq_s16_u8(c.red));
+    const int16x8_t scaled = mulHighDoubledLaneSmall<4>(step, vreinterpretq_s16_u8(c.red));
     return addWidened(vreinterpretq_u16_s16(scaled), vget_low_u8(c.high));
 }
 
@@ -251,7 +251,7 @@ LUT_INLINE uint8x8x3_t mapBlock(const TableView& t, const uint8_t* rgb)
 #pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
         const Cell &p = cell[2 * k], &q = cell[2 * k + 1];
-        red01[k] = vuzp1q_u8(vreinterpretq_u8_u16(lerpRed(p)), vreinterpretq_u8_u16(lerpRed(q)));
+        red01[k] = narrowBoth(lerpRed(p), lerpRed(q));
         red2[k] = lerpPairs(vget_low_u8(p.low), vget_low_u8(p.red), vget_low_u8(q.low), vget_low_u8(q.red));
     }
 

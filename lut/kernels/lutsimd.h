@@ -157,8 +157,9 @@ LUT_INLINE uint8x8_t narrowShift(uint16x8_t a)
 #endif
 
 // vmull_u8, vmlal_u8, vaddl_u8, vsubl_u8, their forms on high halves
-// (vmull_high_u8, vsubl_high_u8), vaddw_u8, and vqdmulhq_laneq_s16 (see
-// mulHighDoubled)
+// (vmull_high_u8, vsubl_high_u8), vaddw_u8, vqdmulhq_laneq_s16 (see
+// mulHighDoubled; the Small form for small products, which x86 computes in
+// one 16-bit product) and vuzp1q_u8 of bytes widened to 16 bits (narrowBoth)
 #if defined(SIMDE_X86_SSE4_1_NATIVE)
 LUT_INLINE uint16x8_t mulWide(uint8x8_t a, uint8x8_t b)
 {
@@ -176,13 +177,17 @@ LUT_INLINE uint16x8_t subWide(uint8x8_t a, uint8x8_t b)
 {
     return vsubq_u16(widen(a), widen(b));
 }
+LUT_INLINE __m128i widenHigh(uint8x16_t a)
+{
+    return _mm_unpackhi_epi8(simde_uint8x16_to_m128i(a), _mm_setzero_si128());
+}
 LUT_INLINE uint16x8_t mulWideHigh(uint8x16_t a, uint8x16_t b)
 {
-    return mulWide(vget_high_u8(a), vget_high_u8(b));
+    return simde_uint16x8_from_m128i(_mm_mullo_epi16(widenHigh(a), widenHigh(b)));
 }
 LUT_INLINE uint16x8_t subWideHigh(uint8x16_t a, uint8x16_t b)
 {
-    return subWide(vget_high_u8(a), vget_high_u8(b));
+    return simde_uint16x8_from_m128i(_mm_sub_epi16(widenHigh(a), widenHigh(b)));
 }
 LUT_INLINE uint16x8_t addWidened(uint16x8_t a, uint8x8_t b)
 {
@@ -192,6 +197,19 @@ template <int lane>
 LUT_INLINE int16x8_t mulHighDoubledLane(int16x8_t a, int16x8_t b)
 {
     return mulHighDoubled(a, vdupq_laneq_s16(b, lane));
+}
+// The same where |a * (b[lane] >> 8)| < 32768 and b[lane] has a zero low
+// byte: floor(a * (b[lane] >> 8) / 128), exact in one 16-bit product.
+template <int lane>
+LUT_INLINE int16x8_t mulHighDoubledLaneSmall(int16x8_t a, int16x8_t b)
+{
+    const __m128i f = _mm_srli_epi16(simde_int16x8_to_m128i(vdupq_laneq_s16(b, lane)), 8);
+    return simde_int16x8_from_m128i(_mm_srai_epi16(_mm_mullo_epi16(simde_int16x8_to_m128i(a), f), 7));
+}
+// vuzp1q_u8 of 16-bit lanes that fit 8 bits: their low bytes, a's then b's
+LUT_INLINE uint8x16_t narrowBoth(uint16x8_t a, uint16x8_t b)
+{
+    return simde_uint8x16_from_m128i(_mm_packus_epi16(simde_uint16x8_to_m128i(a), simde_uint16x8_to_m128i(b)));
 }
 #else
 LUT_INLINE uint16x8_t mulWide(uint8x8_t a, uint8x8_t b)
@@ -226,6 +244,15 @@ template <int lane>
 LUT_INLINE int16x8_t mulHighDoubledLane(int16x8_t a, int16x8_t b)
 {
     return vqdmulhq_laneq_s16(a, b, lane);
+}
+template <int lane>
+LUT_INLINE int16x8_t mulHighDoubledLaneSmall(int16x8_t a, int16x8_t b)
+{
+    return vqdmulhq_laneq_s16(a, b, lane);
+}
+LUT_INLINE uint8x16_t narrowBoth(uint16x8_t a, uint16x8_t b)
+{
+    return vuzp1q_u8(vreinterpretq_u8_u16(a), vreinterpretq_u8_u16(b));
 }
 #endif
 
