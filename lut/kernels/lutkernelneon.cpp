@@ -191,7 +191,7 @@ struct Cell {
 LUT_INLINE Cell lookUp(const TableView& t, uint32_t r, uint32_t g, uint32_t b)
 {
     const LutNeonPositions& p = *t.positions;
-    // Two independent sums, one add apart from the corners' address.
+    // Two independent sums, added last: a shorter chain after the offset loads.
     const uint8_t* point = (t.corners + p.offset[2][b]) + (p.offset[0][r] + p.offset[1][g]);
     return {vld1q_u8(point), vld1q_u8(point + 8), vld1q_u8(p.red[r]), vld1_u8(p.pair[g]), vld1q_u8(p.pairTwice[g]),
             vld1_u8(p.pair[b])};
