@@ -98,10 +98,12 @@ template <bool kNv21>
 LUT_INLINE void blockToRgb(const ToRgbConstants& k, uint8x8_t yA, uint8x8_t yB, uint8x8_t uv, uint8_t* rgbA,
                            uint8_t* rgbB)
 {
-    // val[0] holds the first byte of each pair twice, val[1] the second.
-    const uint8x8x2_t split = vtrn_u8(uv, uv);
-    const int16x8_t u = centred(split.val[kNv21 ? 1 : 0], k.chromaOffset);
-    const int16x8_t v = centred(split.val[kNv21 ? 0 : 1], k.chromaOffset);
+    // Centred as pairs; val[0] then holds the first value of each pair twice,
+    // val[1] the second.
+    const int16x8_t pairs = centred(uv, k.chromaOffset);
+    const int16x8x2_t split = vtrnq_s16(pairs, pairs);
+    const int16x8_t u = split.val[kNv21 ? 1 : 0];
+    const int16x8_t v = split.val[kNv21 ? 0 : 1];
     const int16x8_t rt = mulHighDoubledLane<kVToR>(v, k.gains);
     const int16x8_t gt = vaddq_s16(mulHighDoubledLane<kVToG>(v, k.gains), mulHighDoubledLane<kUToG>(u, k.gains));
     const int16x8_t bt = mulHighDoubledLane<kUToB>(u, k.gains);
