@@ -282,9 +282,10 @@ LUT_INLINE uint8x8x3_t mapBlock(const TableView& t, const uint8_t* rgb)
 #pragma GCC unroll 2
     for (int h = 0; h < 2; ++h)
         sums01[h] = pairwiseAdd(mulWide(green01[2 * h], blue[2 * h]), mulWide(green01[2 * h + 1], blue[2 * h + 1]));
+    const uint8x8x2_t out01 = narrowShiftUnzip<7>(sums01[0], sums01[1]);
     uint8x8x3_t out;
-    out.val[0] = narrowShift<7>(vuzp1q_u16(sums01[0], sums01[1]));
-    out.val[1] = narrowShift<7>(vuzp2q_u16(sums01[0], sums01[1]));
+    out.val[0] = out01.val[0];
+    out.val[1] = out01.val[1];
     out.val[2] = lerpPairs(green2[0], evenPairs(blue[0], blue[1]), green2[1], evenPairs(blue[2], blue[3]));
     return out;
 }

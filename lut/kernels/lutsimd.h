@@ -107,6 +107,20 @@ LUT_INLINE uint8x8_t narrowShift(uint16x8_t a)
     return lowBytes(_mm_packus_epi16(x, x));
 }
 
+// vshrn_n_u16 of vuzp1q_u16(a, b) and of vuzp2q_u16(a, b), for results that
+// fit 8 bits
+template <int n>
+LUT_INLINE uint8x8x2_t narrowShiftUnzip(uint16x8_t a, uint16x8_t b)
+{
+    const __m128i x = _mm_packus_epi16(_mm_srli_epi16(simde_uint16x8_to_m128i(a), n),
+                                       _mm_srli_epi16(simde_uint16x8_to_m128i(b), n));
+    const __m128i split = _mm_shuffle_epi8(x, _mm_setr_epi8(0, 2, 4, 6, 8, 10, 12, 14, 1, 3, 5, 7, 9, 11, 13, 15));
+    uint8x8x2_t out;
+    out.val[0] = lowBytes(split);
+    out.val[1] = lowBytes(_mm_unpackhi_epi64(split, split));
+    return out;
+}
+
 #else
 
 LUT_INLINE uint16x8_t widen(uint8x8_t a)
@@ -154,12 +168,21 @@ LUT_INLINE uint8x8_t narrowShift(uint16x8_t a)
     return vshrn_n_u16(a, n);
 }
 
+template <int n>
+LUT_INLINE uint8x8x2_t narrowShiftUnzip(uint16x8_t a, uint16x8_t b)
+{
+    uint8x8x2_t out;
+    out.val[0] = vshrn_n_u16(vuzp1q_u16(a, b), n);
+    out.val[1] = vshrn_n_u16(vuzp2q_u16(a, b), n);
+    return out;
+}
+
 #endif
 
 // vmull_u8, vmlal_u8, vaddl_u8, vsubl_u8, their forms on high halves
 // (vmull_high_u8, vsubl_high_u8), vaddw_u8, vqdmulhq_laneq_s16 (see
-// mulHighDoubled; the Small form for small products, which x86 computes in
-// one 16-bit product) and vuzp1q_u8 of bytes widened to 16 bits (narrowBoth)
+// mulHighDoubled; the Small form where 2 * a fits 16 bits, which x86
+// computes in one multiply) and vuzp1q_u8 of bytes widened to 16 bits (narrowBoth)
 #if defined(SIMDE_X86_SSE4_1_NATIVE)
 LUT_INLINE uint16x8_t mulWide(uint8x8_t a, uint8x8_t b)
 {
@@ -198,13 +221,14 @@ LUT_INLINE int16x8_t mulHighDoubledLane(int16x8_t a, int16x8_t b)
 {
     return mulHighDoubled(a, vdupq_laneq_s16(b, lane));
 }
-// The same where |a * (b[lane] >> 8)| < 32768 and b[lane] has a zero low
-// byte: floor(a * (b[lane] >> 8) / 128), exact in one 16-bit product.
+// The same where 2 * a fits 16 bits: the high half of (2 * a) * b[lane],
+// one multiply.
 template <int lane>
 LUT_INLINE int16x8_t mulHighDoubledLaneSmall(int16x8_t a, int16x8_t b)
 {
-    const __m128i f = _mm_srli_epi16(simde_int16x8_to_m128i(vdupq_laneq_s16(b, lane)), 8);
-    return simde_int16x8_from_m128i(_mm_srai_epi16(_mm_mullo_epi16(simde_int16x8_to_m128i(a), f), 7));
+    const __m128i x = simde_int16x8_to_m128i(a);
+    return simde_int16x8_from_m128i(
+        _mm_mulhi_epi16(_mm_add_epi16(x, x), simde_int16x8_to_m128i(vdupq_laneq_s16(b, lane))));
 }
 // vuzp1q_u8 of 16-bit lanes that fit 8 bits: their low bytes, a's then b's
 LUT_INLINE uint8x16_t narrowBoth(uint16x8_t a, uint16x8_t b)
