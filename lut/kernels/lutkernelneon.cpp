@@ -307,7 +307,8 @@ void mapRow(const TableView& t, uint8_t* rgb, uint32_t count)
 // where the weight is subtracted, so one multiply-accumulate chain yields the
 // interleaved pairs; the chroma order costs nothing per block.
 struct ToYuvConstants {
-    uint8x8_t lumaOffset, rToY, gToY, bToY;
+    uint8x8_t rToY, gToY, bToY;
+    uint16x8_t lumaBias; // oY * 256
     uint16x8_t chromaR, chromaG, chromaB;
 };
 
@@ -325,7 +326,7 @@ ToYuvConstants toYuvConstants(const LutColorCoefficients& k, bool nv21)
     const uint16x4_t vR = vld1_u16(k.rToV), vG = vsub_u16(zero, vld1_u16(k.gToV));
     const uint16x4_t vB = vsub_u16(zero, vld1_u16(k.bToV));
     ToYuvConstants c;
-    c.lumaOffset = vld1_u8(k.lumaOffset);
+    c.lumaBias = vdupq_n_u16(uint16_t(k.lumaOffset[0] * 256));
     c.rToY = vld1_u8(k.rToY);
     c.gToY = vld1_u8(k.gToY);
     c.bToY = vld1_u8(k.bToY);
@@ -336,13 +337,14 @@ ToYuvConstants toYuvConstants(const LutColorCoefficients& k, bool nv21)
 }
 
 // ((kYR * R + kYG * G + kYB * B + 128) >> 8) + oY, wrapping like the
-// reference (the coefficient sets keep it in range).
+// reference (the coefficient sets keep it in range): oY * 256 added before
+// the rounded narrowing adds oY to the high byte, modulo 256.
 LUT_INLINE uint8x8_t rgbToLuma(const ToYuvConstants& k, const uint8x8x3_t& p)
 {
     uint16x8_t sum = mulWide(p.val[0], k.rToY);
     sum = mulAddWide(sum, p.val[1], k.gToY);
     sum = mulAddWide(sum, p.val[2], k.bToY);
-    return vadd_u8(narrowRound<8>(sum), k.lumaOffset);
+    return addNarrowRound(sum, k.lumaBias);
 }
 
 // Rounded mean of each 2x2 block, repeated over the block's two lanes.

@@ -84,19 +84,19 @@ LUT_INLINE int8x8_t narrowRoundSigned(int16x8_t a)
     return vreinterpret_s8_u8(lowBytes(_mm_packs_epi16(x, x)));
 }
 
-// vrshrn_n_u16 for results that fit 8 bits: (a + 2^(n-1)) >> n
-template <int n>
-LUT_INLINE uint8x8_t narrowRound(uint16x8_t a)
-{
-    const __m128i x = _mm_srli_epi16(_mm_add_epi16(simde_uint16x8_to_m128i(a), _mm_set1_epi16(1 << (n - 1))), n);
-    return lowBytes(_mm_packus_epi16(x, x));
-}
-
 // vrshrq_n_u16: (a + 2^(n-1)) >> n
 template <int n>
 LUT_INLINE uint16x8_t shiftRound(uint16x8_t a)
 {
     return vshrq_n_u16(vaddq_u16(a, vdupq_n_u16(1 << (n - 1))), n);
+}
+
+// vraddhn_u16: the high bytes of a + b + 128, modulo 2^16
+LUT_INLINE uint8x8_t addNarrowRound(uint16x8_t a, uint16x8_t b)
+{
+    const __m128i sum = _mm_add_epi16(simde_uint16x8_to_m128i(a), simde_uint16x8_to_m128i(b));
+    const __m128i x = _mm_srli_epi16(_mm_add_epi16(sum, _mm_set1_epi16(128)), 8);
+    return lowBytes(_mm_packus_epi16(x, x));
 }
 
 // vshrn_n_u16 for results that fit 8 bits: a >> n
@@ -151,15 +151,14 @@ LUT_INLINE int8x8_t narrowRoundSigned(int16x8_t a)
 }
 
 template <int n>
-LUT_INLINE uint8x8_t narrowRound(uint16x8_t a)
-{
-    return vrshrn_n_u16(a, n);
-}
-
-template <int n>
 LUT_INLINE uint16x8_t shiftRound(uint16x8_t a)
 {
     return vrshrq_n_u16(a, n);
+}
+
+LUT_INLINE uint8x8_t addNarrowRound(uint16x8_t a, uint16x8_t b)
+{
+    return vraddhn_u16(a, b);
 }
 
 template <int n>
