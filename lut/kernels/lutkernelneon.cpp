@@ -355,15 +355,16 @@ LUT_INLINE uint16x8_t blockMeans(uint8x8_t a, uint8x8_t b)
 }
 
 // The 4 chroma pairs of 8 pixels of rows A and B: sats8((x + 128) >> 8) + 128
-// of the weighted block means (exact values fit signed 16 bits, so wrapping
-// arithmetic gives them exactly).
+// of the weighted block means x. The exact values fit signed 16 bits, so
+// wrapping arithmetic gives them exactly; started from 32768, the sum holds
+// x + 32768 as an unsigned value, and its unsigned rounded narrowing,
+// saturated to 0..255, is the byte.
 LUT_INLINE uint8x8_t rgbToChroma(const ToYuvConstants& k, const uint8x8x3_t& a, const uint8x8x3_t& b)
 {
-    uint16x8_t sum = vmulq_u16(blockMeans(a.val[0], b.val[0]), k.chromaR);
+    uint16x8_t sum = vmlaq_u16(vdupq_n_u16(0x8000), blockMeans(a.val[0], b.val[0]), k.chromaR);
     sum = vmlaq_u16(sum, blockMeans(a.val[1], b.val[1]), k.chromaG);
     sum = vmlaq_u16(sum, blockMeans(a.val[2], b.val[2]), k.chromaB);
-    const int8x8_t centredChroma = narrowRoundSigned<8>(vreinterpretq_s16_u16(sum));
-    return veor_u8(vreinterpret_u8_s8(centredChroma), vdup_n_u8(0x80));
+    return narrowRoundSaturate<8>(sum);
 }
 
 LUT_INLINE void blockToYuv(const ToYuvConstants& k, const uint8_t* rgbA, const uint8_t* rgbB, uint8_t* dstA,

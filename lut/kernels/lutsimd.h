@@ -76,12 +76,13 @@ LUT_INLINE uint8x8_t narrowRoundUnsigned(int16x8_t a)
     return lowBytes(_mm_packus_epi16(x, x));
 }
 
-// vqrshrn_n_s16: saturate((a + 2^(n-1)) >> n) to -128..127
+// vqrshrn_n_u16: saturate((a + 2^(n-1)) >> n) to 0..255, the rounding
+// halving average needing no seventeenth bit
 template <int n>
-LUT_INLINE int8x8_t narrowRoundSigned(int16x8_t a)
+LUT_INLINE uint8x8_t narrowRoundSaturate(uint16x8_t a)
 {
-    const __m128i x = _mm_srai_epi16(_mm_add_epi16(simde_int16x8_to_m128i(a), _mm_set1_epi16(1 << (n - 1))), n);
-    return vreinterpret_s8_u8(lowBytes(_mm_packs_epi16(x, x)));
+    const __m128i x = _mm_avg_epu16(_mm_srli_epi16(simde_uint16x8_to_m128i(a), n - 1), _mm_setzero_si128());
+    return lowBytes(_mm_packus_epi16(x, x));
 }
 
 // vrshrq_n_u16: (a + 2^(n-1)) >> n
@@ -145,9 +146,9 @@ LUT_INLINE uint8x8_t narrowRoundUnsigned(int16x8_t a)
 }
 
 template <int n>
-LUT_INLINE int8x8_t narrowRoundSigned(int16x8_t a)
+LUT_INLINE uint8x8_t narrowRoundSaturate(uint16x8_t a)
 {
-    return vqrshrn_n_s16(a, n);
+    return vqrshrn_n_u16(a, n);
 }
 
 template <int n>
