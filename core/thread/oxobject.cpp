@@ -5,27 +5,60 @@
 #include "core/thread/oxeventdispatcher_p.h"
 #include "core/thread/oxthread_p.h"
 
+#include <cstdint>
 #include <functional>
 #include <new>
+#include <pthread.h>
 
 namespace {
 
+// An object's thread pointer is read together with a reference on the data
+// under one of a few process-wide locks, picked by the object's address, and
+// moveToThread changes it under the same lock. Without that a poster could
+// read the pointer, the object could move away and its old thread end, and
+// the poster would lock the queue of freed data.
+pthread_mutex_t* threadPointerLock(const COxObjectPrivate* d)
+{
+    struct Stripe {
+        pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    };
+    static Stripe stripes[16];
+    return &stripes[(reinterpret_cast<uintptr_t>(d) >> 6) & 15].mutex;
+}
+
+COxThreadData* refObjectThread(const COxObjectPrivate* d)
+{
+    pthread_mutex_t* lock = threadPointerLock(d);
+    pthread_mutex_lock(lock);
+    COxThreadData* data = d->threadData.load(std::memory_order_acquire);
+    if (data)
+        data->ref();
+    pthread_mutex_unlock(lock);
+    return data;
+}
+
 // Locks the post-event mutex of the object's thread data and returns the
-// data; null, with nothing locked, when the object belongs to no thread.
-// The object may be moving meanwhile, so the pointer is read again under the
-// lock until it holds still.
+// data, referenced until unlockObjectThread; null, with nothing locked, when
+// the object belongs to no thread. The object may be moving meanwhile, so
+// the pointer is read again under the lock until it holds still.
 COxThreadData* lockObjectThread(const COxObjectPrivate* d)
 {
-    COxThreadData* data = d->threadData.load(std::memory_order_acquire);
+    COxThreadData* data = refObjectThread(d);
     while (data) {
         pthread_mutex_lock(&data->postEventMutex);
-        COxThreadData* again = d->threadData.load(std::memory_order_acquire);
-        if (again == data)
+        if (d->threadData.load(std::memory_order_acquire) == data)
             return data;
         pthread_mutex_unlock(&data->postEventMutex);
-        data = again;
+        data->deref();
+        data = refObjectThread(d);
     }
     return nullptr;
+}
+
+void unlockObjectThread(COxThreadData* data)
+{
+    pthread_mutex_unlock(&data->postEventMutex);
+    data->deref();
 }
 
 // After entries were taken: moves the start past the taken ones at the
@@ -260,12 +293,12 @@ void COxObject::postEvent(COxObject* receiver, COxEvent* event)
     }
     const bool deferredDelete = event->type() == COxEvent::DeferredDelete;
     if (deferredDelete && d->deletePending) {
-        pthread_mutex_unlock(&data->postEventMutex);
+        unlockObjectThread(data);
         delete event;
         return;
     }
     if (!data->postEvents.entries.append(SOxPostEvent{receiver, event})) {
-        pthread_mutex_unlock(&data->postEventMutex);
+        unlockObjectThread(data);
         oxError("COxObject::postEvent: No memory to queue the event, event dropped");
         delete event;
         return;
@@ -280,7 +313,7 @@ void COxObject::postEvent(COxObject* receiver, COxEvent* event)
     // and the data cannot go while the object still holds it.
     if (COxEventDispatcher* dispatcher = data->existingEventDispatcher())
         dispatcher->wakeUp();
-    pthread_mutex_unlock(&data->postEventMutex);
+    unlockObjectThread(data);
 }
 
 void COxObject::sendPostedEvents(COxObject* receiver, uint32_t eventType)
@@ -398,7 +431,10 @@ void COxObject::moveToThread(COxThread* target)
             trash.add(entry.event);
         });
     }
+    pthread_mutex_t* pointerLock = threadPointerLock(d);
+    pthread_mutex_lock(pointerLock);
     d->threadData.store(to, std::memory_order_release);
+    pthread_mutex_unlock(pointerLock);
     if (moved) {
         if (COxEventDispatcher* dispatcher = to->existingEventDispatcher())
             dispatcher->wakeUp();

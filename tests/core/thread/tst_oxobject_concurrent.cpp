@@ -253,4 +253,44 @@ TEST(OxObjectConcurrent, MovesCarryEventsAndDeferredDeletesWaitForTheirLevel)
     EXPECT_EQ(g_numberedDelivered, before);
 }
 
+// A poster reads the receiver's thread while the receiver leaves it and the
+// thread ends and goes: the poster must not lock the queue of freed data
+// (the sanitizers see the freed or destroyed mutex otherwise).
+TEST(OxObjectConcurrent, PostingWhileTheReceiverLeavesAThreadThatEnds)
+{
+    struct Leaver : COxThread {
+        COxObject* object = nullptr;
+        Gate arrived;
+        void run() override
+        {
+            arrived.pass();
+            object->moveToThread(nullptr);
+        }
+    };
+#if defined(OX_TEST_EMULATED)
+    const int kRounds = 100;
+#else
+    const int kRounds = 1000;
+#endif
+    auto* receiver = new COxObject;
+    receiver->moveToThread(nullptr); // from no thread any thread may move it
+    std::atomic<bool> done{false};
+    std::thread poster([&] {
+        while (!done)
+            COxObject::postEvent(receiver, new COxEvent(kNumbered));
+    });
+    for (int i = 0; i < kRounds; ++i) {
+        auto* leaver = new Leaver;
+        leaver->object = receiver;
+        leaver->start();
+        receiver->moveToThread(leaver);
+        leaver->arrived.open();
+        require(leaver->wait(kPatienceMs));
+        delete leaver;
+    }
+    done = true;
+    poster.join();
+    delete receiver;
+}
+
 } // namespace
