@@ -13,7 +13,6 @@
 
 #include <cmath>
 #include <string>
-#include <unistd.h>
 
 using namespace oxtool;
 
@@ -117,9 +116,8 @@ void checkBaked(const CubeLut& cube, const LutFile& lut, uint32_t grid)
                 }
     }
 
-    static const std::string path = "/tmp/oxfuzz-cube-" + std::to_string(getpid()) + ".lut";
-    FILE* f = fopen(path.c_str(), "wb");
-    OXFUZZ_CHECK(f && fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size() && fclose(f) == 0);
+    static const std::string path = oxfuzz::scratchPath("cube");
+    oxfuzz::writeFile(path, bytes.data(), bytes.size());
     Lut3DTable* table = OxcLut3DLoadTableFromFile(path.c_str());
     OXFUZZ_CHECK(table != nullptr);
     OxcLut3DDestroyTable(table);

@@ -15,7 +15,6 @@
 
 #include <random>
 #include <string>
-#include <unistd.h>
 
 using namespace luttest;
 
@@ -27,12 +26,6 @@ uint64_t le(const uint8_t* p, int bytes)
     for (int i = bytes - 1; i >= 0; --i)
         v = (v << 8) | p[i];
     return v;
-}
-
-std::string scratchPath()
-{
-    const char* dir = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-    return std::string(dir) + "/oxfuzz-lutfile-" + std::to_string(getpid()) + ".lut";
 }
 
 struct Expectation {
@@ -88,9 +81,8 @@ void checkTable(const Lut3DTable* table, const LutFileData& file, uint32_t seed)
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static oxfuzz::QuietLog quiet;
-    static const std::string path = scratchPath();
-    FILE* f = fopen(path.c_str(), "wb");
-    OXFUZZ_CHECK(f && fwrite(data, 1, size, f) == size && fclose(f) == 0);
+    static const std::string path = oxfuzz::scratchPath("lutfile");
+    oxfuzz::writeFile(path, data, size);
 
     const Expectation e = expect(data, size);
     LutFileData file(COxString::fromUtf8(path.c_str()));

@@ -13,6 +13,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace oxfuzz {
@@ -102,5 +104,23 @@ inline std::vector<LutRowPairKernel> vectorKernels()
         if (!(cond))                                        \
             ::oxfuzz::fail(#cond, __FILE__, __LINE__);      \
     } while (0)
+
+namespace oxfuzz {
+
+// A file of this process for targets that load through a path, in memory
+// where /dev/shm is there.
+inline std::string scratchPath(const char* target)
+{
+    const char* dir = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
+    return std::string(dir) + "/oxfuzz-" + target + "-" + std::to_string(getpid()) + ".lut";
+}
+
+inline void writeFile(const std::string& path, const void* data, size_t size)
+{
+    FILE* f = fopen(path.c_str(), "wb");
+    OXFUZZ_CHECK(f && fwrite(data, 1, size, f) == size && fclose(f) == 0);
+}
+
+} // namespace oxfuzz
 
 #endif // FUZZSUPPORT_H
